@@ -1,0 +1,44 @@
+#include "kcommon/ktxt.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "casetables.h"
+
+namespace {
+
+template <std::size_t N>
+wchar_t Mapped(wchar_t character, const CaseRange (&ranges)[N]) {
+  const auto code = static_cast<std::uint32_t>(character);
+  const auto* const end = std::end(ranges);
+  const auto* range = std::lower_bound(std::begin(ranges), end, code,
+                                       [](const CaseRange& candidate, std::uint32_t c) { return candidate.last < c; });
+  if (range == end || code < range->first || (code - range->first) % range->step != 0) return character;
+  return static_cast<wchar_t>(static_cast<std::int32_t>(code) + range->delta);
+}
+
+}  // namespace
+
+std::wstring ktxt_tolower(const std::wstring& text) {
+  std::wstring result = text;
+  for (wchar_t& c : result) {
+    if (static_cast<std::uint32_t>(c) >= 0x80) {
+      c = Mapped(c, kLowerRanges);
+    } else if (c >= L'A' && c <= L'Z') {
+      c += L'a' - L'A';
+    }
+  }
+  return result;
+}
+
+std::wstring ktxt_toupper(const std::wstring& text) {
+  std::wstring result = text;
+  for (wchar_t& c : result) {
+    if (static_cast<std::uint32_t>(c) >= 0x80) {
+      c = Mapped(c, kUpperRanges);
+    } else if (c >= L'a' && c <= L'z') {
+      c -= L'a' - L'A';
+    }
+  }
+  return result;
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <string>
+
+/// Lower and upper case by the Unicode simple mapping, independent of the process's locale.
+std::wstring ktxt_tolower(const std::wstring& text);
+std::wstring ktxt_toupper(const std::wstring& text);

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "txlib/model.h"
+
+namespace Tamrin::Tessera {
+
+/// A fault of a document: where and what. Line and column are from 1; 0 where the text has none.
+struct DocumentProblem {
+  std::string path;  ///< "operators[2].values.RegEx"
+  std::size_t line = 0;
+  std::size_t column = 0;
+  std::wstring text;
+  bool warning = false;
+  /// "operators[2].values.RegEx (line 12, column 5): TEXT"
+  std::wstring ToString() const;
+};
+
+/// All faults of a document that is refused.
+class DocumentException : public std::runtime_error {
+ public:
+  explicit DocumentException(std::vector<DocumentProblem> problems);
+  const std::vector<DocumentProblem>& GetProblems() const { return problems_; }
+
+ private:
+  std::vector<DocumentProblem> problems_;
+};
+
+/// The plain document format, in UTF-8.
+namespace PlainDocument {
+/// Raises DocumentException. Warnings (unknown keys, values outside "AcceptableValues") go to `warnings` where
+/// it is given. The parsed form of a text is kept for the next opening of the same text.
+boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem>* warnings = nullptr);
+/// Faults and warnings in the order of the text; never raises for them.
+std::vector<DocumentProblem> Check(std::string_view utf8);
+std::string Save(const boost::shared_ptr<Model>& model);
+}  // namespace PlainDocument
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "plugin/plugintypeinfo.h"
+#include "txlib/model.h"
+#include "txlib/operator.h"
+
+namespace Tamrin::Tessera {
+
+/// The operators of all plug-ins and of the engine. Any thread.
+class OperatorFactory {
+ public:
+  /// A new operator that has been through Initialize; null for an unknown name. Found whichever form the name
+  /// is registered in.
+  static boost::shared_ptr<Operator> Create(const std::wstring& nameSpace, const std::wstring& name);
+  static bool Contains(const std::wstring& nameSpace, const std::wstring& name);
+  /// Facts of the operators whose DeclarePorts called SetPrototype with that text: "Namespace", "ObjectName",
+  /// "DisplayName", "Keywords", "Description", "DisplayCategory", "Icon".
+  static std::vector<boost::shared_ptr<korven::plugin::PluginTypeInfo>> GetPluginTypeInfoByPrototype(
+      const std::wstring& prototype);
+  /// Dotted names of all operators in the order of the catalogue.
+  static std::vector<std::wstring> GetNames();
+};
+
+/// Public facts of a document, read without opening it.
+struct ModelInfo {
+  std::wstring name, nameSpace, displayName, displayCategory, icon, description, keywords;
+};
+
+/// A document format.
+class ModelFormatPart {
+ public:
+  virtual ~ModelFormatPart() = default;
+  virtual std::wstring GetExtension() const = 0;  ///< ".tsmx"
+  virtual boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring& name) = 0;
+  virtual std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model) = 0;
+  virtual ModelInfo GetModelInfoFromBuffer(const std::wstring& text) = 0;
+};
+class ModelFormat : public ModelFormatPart, public korven::plugin::IPlugin {
+ public:
+  std::wstring Description() const override;
+  std::wstring Provider() const override;
+  std::wstring Version() const override;
+  std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>> TypeInfo() const override;
+};
+
+/// A dialog or helper of a user interface, named by operators and ports.
+class UIProvider : public korven::plugin::IPlugin {
+ public:
+  virtual bool ShowDialog(const boost::shared_ptr<Operator>& op) = 0;
+  std::wstring Description() const override;
+  std::wstring Provider() const override;
+  std::wstring Version() const override;
+  std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>> TypeInfo() const override;
+};
+
+/// Opens and saves documents. An empty format name picks the format by the extension or the text. Opening raises
+/// DocumentException with all faults of the document. Any thread.
+class ModelFormatFactory {
+ public:
+  static boost::shared_ptr<Model> Open(const std::wstring& file, const std::wstring& format);
+  static boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring& format);
+  /// Beside its place, then renamed.
+  static void Save(const boost::shared_ptr<Model>& model, const std::wstring& file, const std::wstring& format);
+  static std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model, const std::wstring& format);
+  static ModelInfo GetModelInfo(const std::wstring& text, const std::wstring& format);
+};
+
+class UIProviderFactory {
+ public:
+  /// False where there is no such provider, as in a program without a user interface.
+  static bool ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
+                         const boost::shared_ptr<Operator>& op);
+};
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,150 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Tamrin::Tessera {
+
+namespace JsonValueType {
+enum Enum { Null = 0, Int = 1, Unsigned = 2, Double = 3, String = 4, Bool = 5, Array = 6, Object = 7 };
+}
+
+class JsonValueIterator;
+
+/// A JSON value. Texts are held as UTF-8. Copies are deep in meaning and cheap in fact: arrays and objects are
+/// shared until one side is changed. Objects keep the order in which keys were first set. Reading one value
+/// from several threads is safe, changing it is not.
+class JsonValue {
+ public:
+  struct Member;
+  using Elements = std::vector<JsonValue>;
+  using Members = std::vector<Member>;
+
+  JsonValue() noexcept;
+  JsonValue(const std::wstring& text);
+  JsonValue(const wchar_t* text);
+  JsonValue(bool value) noexcept;
+  JsonValue(double value) noexcept;
+  JsonValue(int value) noexcept;
+  explicit JsonValue(JsonValueType::Enum type);
+  JsonValue(const JsonValue& other) noexcept;
+  JsonValue(JsonValue&& other) noexcept;
+  JsonValue& operator=(const JsonValue& other) noexcept;
+  JsonValue& operator=(JsonValue&& other) noexcept;
+  ~JsonValue();
+
+  static JsonValue FromUtf8(std::string_view text);
+  static JsonValue FromInt64(std::int64_t value);
+  static JsonValue FromUint64(std::uint64_t value);
+
+  JsonValueType::Enum Type() const noexcept;
+  bool IsNull() const noexcept { return Type() == JsonValueType::Null; }
+  bool IsObject() const noexcept { return Type() == JsonValueType::Object; }
+  bool IsArray() const noexcept { return Type() == JsonValueType::Array; }
+  bool IsString() const noexcept { return Type() == JsonValueType::String; }
+  bool IsBool() const noexcept { return Type() == JsonValueType::Bool; }
+  /// An integer literal (Int or Unsigned).
+  bool IsInteger() const noexcept;
+  bool IsNumber() const noexcept;
+
+  /// Element of an array; a non-const call on another type makes an array, and grows it with nulls.
+  JsonValue& operator[](unsigned index);
+  const JsonValue& operator[](unsigned index) const;  ///< a null value outside the bounds
+  /// Member of an object; a non-const call on another type makes an object, and inserts the key.
+  JsonValue& operator[](const std::wstring& key);
+  const JsonValue& operator[](const std::wstring& key) const;  ///< a null value for an unknown key
+  JsonValue& operator[](const wchar_t* key) { return (*this)[std::wstring(key)]; }
+  const JsonValue& operator[](const wchar_t* key) const { return (*this)[std::wstring(key)]; }
+  JsonValue& operator[](int index) { return (*this)[static_cast<unsigned>(index)]; }
+  const JsonValue& operator[](int index) const { return (*this)[static_cast<unsigned>(index)]; }
+
+  /// Member by UTF-8 key, or null pointer. Constant time in large objects.
+  const JsonValue* Find(std::string_view key) const;
+  JsonValue& Member8(std::string_view key);  ///< inserts
+  bool Remove(std::string_view key);         ///< true where it was there
+
+  void Append(const JsonValue& value);
+  void Append(JsonValue&& value);
+  /// Elements or members; 0 otherwise.
+  unsigned Count() const noexcept;
+  JsonValueIterator begin() const;
+  JsonValueIterator end() const;
+  /// The elements of an array, the members of an object; empty for other types.
+  const Elements& GetElements() const noexcept;
+  const Members& GetMembers() const noexcept;
+
+  /// Numbers are converted (saturating, truncating), true is 1, other types give 0.
+  int AsInt() const noexcept;
+  std::int64_t AsInt64() const noexcept;
+  std::uint64_t AsUint64() const noexcept;
+  double AsDouble() const noexcept;
+  bool AsBool() const noexcept;  ///< a boolean, or a number other than 0
+  std::wstring AsString() const;  ///< empty unless a string
+  std::string_view AsUtf8() const noexcept;  ///< of a string; lives as long as this value is unchanged
+
+  /// JSON text; `styled` with two-space indentation and line ends. Doubles in the shortest form that reads
+  /// back the same; those that are not finite become null.
+  std::wstring Serialize(bool styled = false) const;
+  std::string SerializeUtf8(bool styled = false) const;
+  /// Reads strict JSON. On failure false, and the value is left as it was.
+  bool Deserialize(const std::wstring& text);
+  /// The same from UTF-8, with comments and trailing commas where `lenient`; `error` tells line, column and fault.
+  bool DeserializeUtf8(std::string_view text, bool lenient, std::string* error);
+
+  /// By value; numbers compare by number whatever their form; objects whatever the order of their keys.
+  bool operator==(const JsonValue& other) const;
+  bool operator!=(const JsonValue& other) const { return !(*this == other); }
+
+ private:
+  friend class JsonBuilder;
+  struct Text;
+  struct Array;
+  struct Object;
+  void Release() noexcept;
+  Array& MakeArray();
+  Object& MakeObject();
+  JsonValueType::Enum type_ = JsonValueType::Null;
+  union {
+    bool bool_;
+    std::int64_t int_;
+    std::uint64_t unsigned_;
+    double double_;
+    Text* text_;
+    Array* array_;
+    Object* object_;
+  };
+};
+
+struct JsonValue::Member {
+  std::string key;  ///< UTF-8
+  JsonValue value;
+};
+
+/// Walks the elements of an array or the members of an object, in order. Valid while the value is unchanged.
+class JsonValueIterator {
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = JsonValue;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const JsonValue*;
+  using reference = const JsonValue&;
+  JsonValueIterator(const JsonValue* owner, unsigned index) : owner_(owner), index_(index) {}
+  reference operator*() const;
+  pointer operator->() const { return &**this; }
+  JsonValueIterator& operator++() { ++index_; return *this; }
+  /// Key of the member; empty in an array.
+  std::wstring Key() const;
+  bool operator==(const JsonValueIterator& other) const { return index_ == other.index_; }
+  bool operator!=(const JsonValueIterator& other) const { return index_ != other.index_; }
+
+ private:
+  const JsonValue* owner_;
+  unsigned index_;
+};
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "txlib/operator.h"
+
+namespace Tamrin::Tessera {
+
+/// Raised at the next operator after a run was cancelled. No guarded block keeps it.
+class CancelledException;
+
+/// What the models of one run share: threads, cancelling, temporary folder, the folder of the document. A
+/// nested environment takes what it does not set from its parent, and is cancelled with it. Any thread.
+class ExecutionEnvironment {
+ public:
+  static boost::shared_ptr<ExecutionEnvironment> Create(const boost::shared_ptr<ExecutionEnvironment>& parent = {});
+  virtual ~ExecutionEnvironment();
+
+  /// 0 runs everything serially. At first the machine's number of hardware threads.
+  void SetNumThreads(unsigned count);
+  unsigned GetNumThreads() const;
+  void Cancel();
+  bool IsCancelled() const;
+  /// Raises CancelledException after Cancel.
+  void CheckCancelled() const;
+  /// Absolute folder that relative names of linked documents are taken from; empty: the working folder.
+  void SetDocumentFolder(const std::wstring& folder);
+  std::wstring GetDocumentFolder() const;
+
+  /// The display names, outermost first, of the operator in which an exception was first seen to leave an
+  /// Execute, and of those around it. Empty where it passed none.
+  void NoteFailure(const Operator& op);
+  std::wstring GetFailedOperator(std::exception_ptr exception) const;
+
+ protected:
+  ExecutionEnvironment();
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+/// An operator that holds operators. Its OnExecute executes its tails, or, without any, the operators none of
+/// whose outputs is connected inside it.
+class Model : public Operator {
+ public:
+  Model();
+  ~Model() override;
+
+  void DeclarePorts() override {}
+  const wchar_t* GetDefaultOperatorName() const override { return L"Model"; }
+  const wchar_t* GetDefaultDisplayName() const override { return L"Model"; }
+  std::wstring ToString() const override;
+  void Clear() override;
+  void ClearMessageQueue() override;
+  using Operator::Configure;
+  void Configure() override;
+  void PrepareForSerialization() override;
+  void SetReportProgress(const bool& report) override;
+  bool AllowsReflection() const override;
+
+ protected:
+  void OnExecute() override;
+
+ public:
+  virtual bool IsDrawnWithChildren() const { return true; }
+  virtual void AddOperator(const boost::shared_ptr<Operator>& op);
+  virtual void RemoveOperator(const boost::shared_ptr<Operator>& op);
+  virtual void AddTail(const boost::shared_ptr<Operator>& op);
+  virtual void AddTails(const std::vector<boost::shared_ptr<Operator>>& operators);
+  virtual void RemoveTail(const boost::shared_ptr<Operator>& op);
+  virtual void SetOperatorProgress(const boost::shared_ptr<Operator>& op, const double& percent);
+
+  const std::vector<boost::shared_ptr<Operator>>& GetOperators() const;
+  /// The operators of this model; with `nested` those of inner models too, each behind its model.
+  std::vector<boost::shared_ptr<Operator>> GetAllOperators(bool nested) const;
+  std::vector<boost::shared_ptr<Operator>> GetTails() const;  ///< as set; empty where they are found
+  /// A port of this model that leads to the inner port. The same name again leads to several.
+  boost::shared_ptr<Port> AliasPort(const boost::shared_ptr<Port>& inner, const std::wstring& name);
+  /// A new empty model that shares this one's execution environment.
+  boost::shared_ptr<Model> DeriveNewContainer();
+  void SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment);
+  unsigned GetNumThreads() const;
+
+  /// Made on first use; removed with the model, and what it holds with it.
+  std::wstring GetTemporaryDirectory();
+  /// A new name in that folder; the extension as it stands. The file is not made.
+  std::wstring GenerateTemporaryFileName(const std::wstring& prefix, const std::wstring& extension);
+  /// The file is removed with the model. Any thread.
+  void RegisterTemporaryFile(const std::wstring& name);
+
+  void SetIsOpenable(bool openable);
+  bool IsOpenable() const;
+  void SetAllowsReflection(bool allows);
+  void SetProcessName(const std::wstring& name);
+  void SetProcessNamespace(const std::wstring& nameSpace);
+  std::wstring GetProcessName() const;
+  std::wstring GetProcessNamespace() const;
+  void SetAlternateMode(bool alternate);
+  bool IsAlternateMode() const;
+
+ private:
+  friend class ModelState;
+  std::unique_ptr<class ModelState> modelState_;
+};
+
+}  // namespace Tamrin::Tessera
