@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <boost/shared_ptr.hpp>
@@ -75,7 +76,10 @@ class DoubleData : public NumberData<double> {
  public:
   using NumberData<double>::NumberData;
   TESSERA_DATA_TYPE(L"Double")
+  /// With the stream's default precision of 6.
   std::wstring ToShortString() const override;
+  /// The shortest text that reads back the same.
+  std::wstring ToReportString() const override;
   boost::shared_ptr<Data> Clone() const override;
   bool operator>(const boost::shared_ptr<Data>& other) const override;
   bool operator<(const boost::shared_ptr<Data>& other) const override;
@@ -89,6 +93,7 @@ class StringData : public DataT<std::wstring> {
  public:
   StringData() = default;
   explicit StringData(const std::wstring& text) : DataT<std::wstring>(boost::make_shared<std::wstring>(text)) {}
+  explicit StringData(boost::shared_ptr<std::wstring> text) : DataT<std::wstring>(std::move(text)) {}
   TESSERA_DATA_TYPE(L"String")
   TESSERA_DATA_OPERATIONS
 };
@@ -112,6 +117,7 @@ class StringListData : public DataT<std::vector<std::wstring>> {
   using DataT<std::vector<std::wstring>>::DataT;
   TESSERA_DATA_TYPE(L"StringList")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
   DataRef operator[](std::int32_t index) override;
   using Data::operator[];
   std::int32_t Count() const override;
@@ -121,12 +127,15 @@ class StringListData : public DataT<std::vector<std::wstring>> {
 
 using DataList = std::vector<boost::shared_ptr<Data>>;
 
-/// A heterogeneous list; items may be null.
+/// A heterogeneous list; items may be null. Its text is the JSON of a document, as far as the items have one; such
+/// text is read back.
 class DataListData : public DataT<DataList> {
  public:
   using DataT<DataList>::DataT;
+  ~DataListData() override;
   TESSERA_DATA_TYPE(L"List")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
   std::wstring ToString(unsigned depth, bool& multiline) const override;
   std::wstring ToReportString() const override;
   DataRef operator[](std::int32_t index) override;
@@ -141,6 +150,7 @@ class DictionaryData : public DataT<Dictionary> {
   using DataT<Dictionary>::DataT;
   TESSERA_DATA_TYPE(L"Dictionary")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
   std::wstring ToString(unsigned depth, bool& multiline) const override;
   std::wstring ToReportString() const override;
   std::vector<std::wstring> GetKeys() const override;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <vector>
@@ -147,23 +148,32 @@ class ValueTypeDataT : public DataT<T> {
 
 template <typename T>
 T Data::GetDataValue() const {
-  using Wrapper = typename WrapperOf<T>::type;
-  const boost::shared_ptr<Data> converted = GetDataTypeName() == Wrapper::DefaultTypeName()
-                                                ? SharedThis()
-                                                : ConvertTo(Wrapper::DefaultTypeName());
-  if (const auto typed = boost::dynamic_pointer_cast<DataT<T>>(converted)) {
-    if (typed->HasNoValue()) detail::RaiseGetDataValue(238, L"Null reference.");
-    return typed->GetDataValue();
+  // A wrapper of a T, whatever its type name, needs no conversion: files and directories are read as texts.
+  const auto* typed = dynamic_cast<const DataT<T>*>(this);
+  boost::shared_ptr<Data> converted;
+  if (!typed) {
+    converted = ConvertTo(WrapperOf<T>::type::DefaultTypeName());
+    typed = dynamic_cast<const DataT<T>*>(converted.get());
   }
-  detail::RaiseGetDataValue(242, L"Invalid conversion.");
+  if (!typed) detail::RaiseGetDataValue(242, L"Invalid conversion.");
+  if (typed->HasNoValue()) detail::RaiseGetDataValue(238, L"Null reference.");
+  return typed->GetDataValue();
 }
 
-/// W wrapped, initialised and holding the value.
+/// W wrapped, initialised and holding the value. Two allocations where W can be made around its value.
 template <typename W>
 boost::shared_ptr<W> MakeData(typename W::ValueType value) {
-  const auto data = boost::make_shared<W>();
+  using Value = typename W::ValueType;
+  boost::shared_ptr<W> data;
+  if constexpr (std::is_base_of_v<ValueTypeDataT<Value>, W> && std::is_constructible_v<W, const Value&>) {
+    data = boost::make_shared<W>(value);
+  } else if constexpr (std::is_constructible_v<W, boost::shared_ptr<Value>>) {
+    data = boost::make_shared<W>(boost::make_shared<Value>(std::move(value)));
+  } else {
+    data = boost::make_shared<W>();
+    data->SetDataPointer(boost::make_shared<Value>(std::move(value)));
+  }
   data->Initialize();
-  data->SetDataPointer(boost::make_shared<typename W::ValueType>(std::move(value)));
   return data;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -12,13 +13,17 @@
 
 namespace Tamrin::Tessera {
 
-/// Wide-string keys to values, in the order in which the keys were first set. A value may be null.
+/// Wide-string keys to values, in the order in which the keys were first set. A value may be null. A copy shares the
+/// values.
 class Dictionary {
  public:
   using Item = std::pair<std::wstring, boost::shared_ptr<Data>>;
 
   Dictionary();
   ~Dictionary();
+  Dictionary(const Dictionary& other);
+  Dictionary(Dictionary&& other) noexcept;
+  Dictionary& operator=(Dictionary other) noexcept;
   void SetItem(const std::wstring& key, const boost::shared_ptr<Data>& value);
   /// A handle that inserts the key when it is assigned to.
   DataRef operator[](const std::wstring& key);
@@ -30,8 +35,11 @@ class Dictionary {
   const std::vector<Item>& GetItems() const { return items_; }
 
  private:
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::size_t Position(const std::wstring& key) const;
+
   std::vector<Item> items_;
-  std::unordered_map<std::wstring, std::size_t> index_;
+  std::unordered_map<std::wstring, std::size_t> index_;  ///< filled from a number of keys on
 };
 
 /// Base of structured values that can be read by key.

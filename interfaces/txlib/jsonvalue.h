@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -16,43 +17,55 @@ enum Enum { Null = 0, Int = 1, Unsigned = 2, Double = 3, String = 4, Bool = 5, A
 
 class JsonValueIterator;
 
-/// A JSON value. Texts are held as UTF-8. Copies are deep in meaning and cheap in fact: arrays and objects are
-/// shared until one side is changed. Objects keep the order in which keys were first set. Reading one value
-/// from several threads is safe, changing it is not.
+/// A JSON value of 16 bytes. Texts are held as UTF-8; bytes that are no UTF-8 become U+FFFD. Copies are deep in
+/// meaning and cheap in fact: arrays and objects are shared until one side is changed; only one whose inside was
+/// reached for writing, by operator[] or Member8, is copied at once, so that the reference keeps changing its own
+/// value alone. Objects keep the order in which keys were first set. Reading one value, and copying it, from
+/// several threads is safe, changing it is not. No operation recurses: depth is bounded by memory alone.
 class JsonValue {
  public:
   struct Member;
   using Elements = std::vector<JsonValue>;
   using Members = std::vector<Member>;
 
-  JsonValue() noexcept;
+  JsonValue() noexcept = default;
   JsonValue(const std::wstring& text);
   JsonValue(const wchar_t* text);
   JsonValue(bool value) noexcept;
   JsonValue(double value) noexcept;
   JsonValue(int value) noexcept;
   explicit JsonValue(JsonValueType::Enum type);
-  JsonValue(const JsonValue& other) noexcept;
-  JsonValue(JsonValue&& other) noexcept;
-  JsonValue& operator=(const JsonValue& other) noexcept;
-  JsonValue& operator=(JsonValue&& other) noexcept;
-  ~JsonValue();
+  JsonValue(const JsonValue& other) noexcept : bits_(other.bits_) {
+    if (bits_.size == kShared) AddHolder();
+  }
+  JsonValue(JsonValue&& other) noexcept : bits_(std::exchange(other.bits_, Bits())) {}
+  JsonValue& operator=(const JsonValue& other) noexcept { return *this = JsonValue(other); }
+  JsonValue& operator=(JsonValue&& other) noexcept {
+    // `other` may lie inside this value, so it is taken out before anything is released.
+    JsonValue taken(std::move(other));
+    std::swap(bits_, taken.bits_);
+    return *this;
+  }
+  ~JsonValue() {
+    if (bits_.size == kShared) Release();
+  }
 
   static JsonValue FromUtf8(std::string_view text);
   static JsonValue FromInt64(std::int64_t value);
   static JsonValue FromUint64(std::uint64_t value);
 
-  JsonValueType::Enum Type() const noexcept;
+  JsonValueType::Enum Type() const noexcept { return static_cast<JsonValueType::Enum>(bits_.type); }
   bool IsNull() const noexcept { return Type() == JsonValueType::Null; }
   bool IsObject() const noexcept { return Type() == JsonValueType::Object; }
   bool IsArray() const noexcept { return Type() == JsonValueType::Array; }
   bool IsString() const noexcept { return Type() == JsonValueType::String; }
   bool IsBool() const noexcept { return Type() == JsonValueType::Bool; }
   /// An integer literal (Int or Unsigned).
-  bool IsInteger() const noexcept;
-  bool IsNumber() const noexcept;
+  bool IsInteger() const noexcept { return Type() == JsonValueType::Int || Type() == JsonValueType::Unsigned; }
+  bool IsNumber() const noexcept { return IsInteger() || Type() == JsonValueType::Double; }
 
-  /// Element of an array; a non-const call on another type makes an array, and grows it with nulls.
+  /// Element of an array; a non-const call on another type makes an array, and grows it with nulls. What a
+  /// non-const call gives is valid until the array or object is next changed.
   JsonValue& operator[](unsigned index);
   const JsonValue& operator[](unsigned index) const;  ///< a null value outside the bounds
   /// Member of an object; a non-const call on another type makes an object, and inserts the key.
@@ -60,13 +73,18 @@ class JsonValue {
   const JsonValue& operator[](const std::wstring& key) const;  ///< a null value for an unknown key
   JsonValue& operator[](const wchar_t* key) { return (*this)[std::wstring(key)]; }
   const JsonValue& operator[](const wchar_t* key) const { return (*this)[std::wstring(key)]; }
-  JsonValue& operator[](int index) { return (*this)[static_cast<unsigned>(index)]; }
+  JsonValue& operator[](int index) {
+    assert(index >= 0);
+    return (*this)[static_cast<unsigned>(index)];
+  }
   const JsonValue& operator[](int index) const { return (*this)[static_cast<unsigned>(index)]; }
 
   /// Member by UTF-8 key, or null pointer. Constant time in large objects.
   const JsonValue* Find(std::string_view key) const;
   JsonValue& Member8(std::string_view key);  ///< inserts
-  bool Remove(std::string_view key);         ///< true where it was there
+  /// Sets a member by UTF-8 key. Unlike an assignment through operator[] it leaves the copies cheap.
+  void Set(std::string_view key, JsonValue value);
+  bool Remove(std::string_view key);  ///< true where it was there
 
   void Append(const JsonValue& value);
   void Append(JsonValue&& value);
@@ -83,8 +101,8 @@ class JsonValue {
   std::int64_t AsInt64() const noexcept;
   std::uint64_t AsUint64() const noexcept;
   double AsDouble() const noexcept;
-  bool AsBool() const noexcept;  ///< a boolean, or a number other than 0
-  std::wstring AsString() const;  ///< empty unless a string
+  bool AsBool() const noexcept;              ///< a boolean, or a number other than 0
+  std::wstring AsString() const;             ///< empty unless a string
   std::string_view AsUtf8() const noexcept;  ///< of a string; lives as long as this value is unchanged
 
   /// JSON text; `styled` with two-space indentation and line ends. Doubles in the shortest form that reads
@@ -96,28 +114,42 @@ class JsonValue {
   /// The same from UTF-8, with comments and trailing commas where `lenient`; `error` tells line, column and fault.
   bool DeserializeUtf8(std::string_view text, bool lenient, std::string* error);
 
-  /// By value; numbers compare by number whatever their form; objects whatever the order of their keys.
+  /// By value; numbers compare by number whatever their form, NaN equals NaN; objects whatever the order of their
+  /// keys.
   bool operator==(const JsonValue& other) const;
   bool operator!=(const JsonValue& other) const { return !(*this == other); }
 
  private:
   friend class JsonBuilder;
+  struct Payload;
   struct Text;
+  struct Node;
   struct Array;
   struct Object;
+  struct Bits {
+    std::uint8_t type = JsonValueType::Null;
+    std::uint8_t size = 0;  ///< of a text held in the 14 bytes that follow; kShared where `payload` is held
+    char text[6] = {};
+    union {
+      bool truth;
+      std::int64_t integer;
+      std::uint64_t natural = 0;
+      double real;
+      Payload* payload;
+    };
+  };
+  static constexpr std::uint8_t kShared = 0xFF;
+  static constexpr std::size_t kInlineText = 14;
+
+  static JsonValue MakeText(std::string_view valid);
+  static JsonValue MakeContainer(Node* node) noexcept;
+  void AddHolder() noexcept;
   void Release() noexcept;
+  Node* GetNode() const noexcept;
+  const Object* GetObject() const noexcept;
   Array& MakeArray();
   Object& MakeObject();
-  JsonValueType::Enum type_ = JsonValueType::Null;
-  union {
-    bool bool_;
-    std::int64_t int_;
-    std::uint64_t unsigned_;
-    double double_;
-    Text* text_;
-    Array* array_;
-    Object* object_;
-  };
+  Bits bits_;
 };
 
 struct JsonValue::Member {
@@ -136,7 +168,10 @@ class JsonValueIterator {
   JsonValueIterator(const JsonValue* owner, unsigned index) : owner_(owner), index_(index) {}
   reference operator*() const;
   pointer operator->() const { return &**this; }
-  JsonValueIterator& operator++() { ++index_; return *this; }
+  JsonValueIterator& operator++() {
+    ++index_;
+    return *this;
+  }
   /// Key of the member; empty in an array.
   std::wstring Key() const;
   bool operator==(const JsonValueIterator& other) const { return index_ == other.index_; }

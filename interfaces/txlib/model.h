@@ -1,16 +1,24 @@
 #pragma once
 
+#include <exception>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
 
+#include "kcommon/kerr.h"
 #include "txlib/operator.h"
 
 namespace Tamrin::Tessera {
 
 /// Raised at the next operator after a run was cancelled. No guarded block keeps it.
-class CancelledException;
+class CancelledException : public std::runtime_error, public CancellationBase {
+ public:
+  CancelledException() : std::runtime_error("The run was cancelled.") {}
+};
 
 /// What the models of one run share: threads, cancelling, temporary folder, the folder of the document. A
 /// nested environment takes what it does not set from its parent, and is cancelled with it. Any thread.
@@ -29,14 +37,22 @@ class ExecutionEnvironment {
   /// Absolute folder that relative names of linked documents are taken from; empty: the working folder.
   void SetDocumentFolder(const std::wstring& folder);
   std::wstring GetDocumentFolder() const;
+  /// Called, on the running thread, when an operator begins its work and when it has ended it. Nothing until set.
+  using RunObserver = boost::function<void(const boost::shared_ptr<Operator>&, bool finished)>;
+  void SetRunObserver(const RunObserver& observer);
+  /// For a program that is about to be ended: takes away the temporary folders of all its models. Any thread.
+  static void RemoveTemporaryFolders();
 
-  /// The display names, outermost first, of the operator in which an exception was first seen to leave an
-  /// Execute, and of those around it. Empty where it passed none.
-  void NoteFailure(const Operator& op);
-  std::wstring GetFailedOperator(std::exception_ptr exception) const;
+  /// Display name of the operator in which the exception was first seen to leave an Execute; empty where it
+  /// passed none. Known for the exception that this thread's last failing run ended in.
+  static std::wstring GetFailedOperator(const std::exception_ptr& exception);
+  /// Takes an exception over to this thread together with the operator that it came from.
+  static void SetFailedOperator(const std::exception_ptr& exception, const std::wstring& displayName);
 
- protected:
+ private:
+  friend class OperatorState;
   ExecutionEnvironment();
+  void Observe(const boost::shared_ptr<Operator>& op, bool finished) const;
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -249,7 +249,7 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
 
  private:
   friend class OperatorState;
-  friend class PortState;
+  friend class Port;
   std::unique_ptr<class OperatorState> state_;
 };
 

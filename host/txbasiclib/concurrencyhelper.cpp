@@ -1,0 +1,117 @@
+#include "txbasiclib/concurrencyhelper.h"
+
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+
+#include "txlib/model.h"
+
+namespace Tamrin::TesseraBasic {
+
+namespace {
+/// Threads of the arena that this thread works in; 0 outside of one.
+thread_local int arenaThreads = 0;
+}  // namespace
+
+struct ConcurrencyHelper::State {
+  boost::shared_ptr<Tessera::Port> port;
+  RequestCallback callback;
+  boost::shared_ptr<Tessera::ExecutionEnvironment> environment;
+  std::mutex mutex;  ///< around the callables and what follows
+  bool finished = false;
+  std::exception_ptr failure;
+  std::wstring failedOperator;
+
+  bool Ask(boost::shared_ptr<Tessera::DataRequest>& request, Completion& completion) {
+    const std::lock_guard lock(mutex);
+    if (finished) return false;
+    try {
+      if (environment) environment->CheckCancelled();
+      request = boost::make_shared<Tessera::DataRequest>();
+      request->Initialize();
+      finished = !callback(request, completion);
+    } catch (...) {
+      Fail();
+    }
+    return !finished;
+  }
+
+  /// The first failure is the one that is told; the lock is held.
+  void Fail() {
+    finished = true;
+    if (failure) return;
+    failure = std::current_exception();
+    failedOperator = Tessera::ExecutionEnvironment::GetFailedOperator(failure);
+  }
+
+  void Work() {
+    for (;;) {
+      boost::shared_ptr<Tessera::DataRequest> request;
+      Completion completion;
+      if (!Ask(request, completion)) return;
+      try {
+        const auto answer = port->GetData(request);
+        const std::lock_guard lock(mutex);
+        try {
+          if (completion) completion(answer);
+        } catch (...) {
+          Fail();
+        }
+      } catch (...) {
+        const std::lock_guard lock(mutex);
+        Fail();
+      }
+    }
+  }
+
+  /// The caller works as well. While it waits for the others it takes no work but theirs: a pull of another run
+  /// on this thread would meet operators that this thread is in the middle of.
+  void WorkTogether(int threads) {
+    tbb::this_task_arena::isolate([this, threads] {
+      tbb::task_group others;
+      for (int other = 1; other < threads; ++other) {
+        others.run([this, threads] {
+          const int before = std::exchange(arenaThreads, threads);
+          Work();
+          arenaThreads = before;
+        });
+      }
+      Work();
+      others.wait();
+    });
+  }
+};
+
+ConcurrencyHelper::ConcurrencyHelper() : state_(std::make_unique<State>()) {}
+ConcurrencyHelper::~ConcurrencyHelper() = default;
+
+void ConcurrencyHelper::SetDataPort(const boost::shared_ptr<Tessera::Port>& port) { state_->port = port; }
+void ConcurrencyHelper::SetDataRequestCallback(const RequestCallback& callback) { state_->callback = callback; }
+
+void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
+  State& state = *state_;
+  const auto op = state.port->TryGetOperator();
+  state.environment = op ? op->GetEnvironment() : nullptr;
+  state.finished = false;
+  state.failure = nullptr;
+  const int threads = state.environment ? static_cast<int>(state.environment->GetNumThreads()) : 1;
+  if (ordered == true || threads < 2) {
+    state.Work();
+  } else if (arenaThreads > 0) {  // nested: the threads that are there already
+    state.WorkTogether(arenaThreads);
+  } else {
+    tbb::task_arena arena(threads);
+    arenaThreads = threads;
+    arena.execute([&] { state.WorkTogether(threads); });
+    arenaThreads = 0;
+  }
+  if (!state.failure) return;
+  Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
+  std::rethrow_exception(std::exchange(state.failure, nullptr));
+}
+
+}  // namespace Tamrin::TesseraBasic

@@ -1,0 +1,178 @@
+#include "txlib/model.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "enginestate.h"
+#include "korvenlog/exception.h"
+
+namespace Tamrin::Tessera {
+
+Model::Model() : modelState_(std::make_unique<ModelState>()) {
+  modelState_->environment = ExecutionEnvironment::Create();
+}
+
+Model::~Model() {
+  for (const auto& op : modelState_->operators) OperatorState::Of(*op).process = nullptr;
+}
+
+std::wstring Model::ToString() const {
+  return Operator::ToString() + L" of " + std::to_wstring(modelState_->operators.size()) + L" operators";
+}
+
+void Model::Clear() {
+  while (!modelState_->operators.empty()) RemoveOperator(modelState_->operators.back());
+}
+
+void Model::ClearMessageQueue() {
+  Operator::ClearMessageQueue();
+  for (const auto& op : modelState_->operators) op->ClearMessageQueue();
+}
+
+void Model::Configure() {
+  for (const auto& op : modelState_->operators) op->Configure();
+}
+
+void Model::PrepareForSerialization() {
+  for (const auto& op : modelState_->operators) op->PrepareForSerialization();
+}
+
+void Model::SetReportProgress(const bool& report) {
+  Operator::SetReportProgress(report);
+  for (const auto& op : modelState_->operators) op->SetReportProgress(report);
+}
+
+void Model::SetOperatorProgress(const boost::shared_ptr<Operator>& op, const double& percent) {
+  const OperatorState& state = OperatorState::Of(*this);
+  if (!state.reportsProgress) return;
+  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(op, percent);
+  if (state.process) state.process->SetOperatorProgress(op, percent);
+}
+
+bool Model::AllowsReflection() const { return modelState_->allowsReflection; }
+
+namespace {
+
+bool FeedsInside(const Operator& op, const Model& model) {
+  for (const auto& port : op.GetPorts()) {
+    if (!port->IsOutput()) continue;
+    for (const auto& connection : PortState::Of(*port).outgoing) {
+      const PortState* const reader = connection->destination;
+      if (reader && reader->owner && OperatorState::Of(*reader->owner).process == &model) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+void Model::OnExecute() {
+  if (!modelState_->tails.empty()) {
+    const auto tails = modelState_->tails;
+    for (const auto& tail : tails) tail->Execute();
+    return;
+  }
+  const auto operators = modelState_->operators;
+  for (const auto& op : operators) {
+    if (!FeedsInside(*op, *this)) op->Execute();
+  }
+}
+
+void Model::AddOperator(const boost::shared_ptr<Operator>& op) {
+  if (!op) throw std::invalid_argument("A model can't hold a null operator.");
+  for (const Operator* around = this; around; around = OperatorState::Of(*around).process) {
+    if (around == op.get()) {
+      throw std::invalid_argument(
+          KorvenLog::Narrow(L"The model " + op->GetDisplayName() + L" can't be a part of itself."));
+    }
+  }
+  Model*& process = OperatorState::Of(*op).process;
+  if (process == this) return;
+  if (process) process->RemoveOperator(op);
+  process = this;
+  modelState_->operators.push_back(op);
+}
+
+void Model::RemoveOperator(const boost::shared_ptr<Operator>& op) {
+  auto& operators = modelState_->operators;
+  const auto found = std::find(operators.rbegin(), operators.rend(), op);
+  if (found == operators.rend()) return;
+  const boost::shared_ptr<Operator> removed = *found;
+  operators.erase(std::next(found).base());
+  RemoveTail(removed);
+  for (const auto& port : removed->GetPorts()) {
+    PortState* const outer = PortState::Of(*port).parentPort;
+    PortState::Of(*port).Detach();
+    if (outer && outer->innerPorts.empty()) RemovePort(outer->shared_from_this());
+  }
+  OperatorState::Of(*removed).process = nullptr;
+}
+
+void Model::AddTail(const boost::shared_ptr<Operator>& op) {
+  auto& tails = modelState_->tails;
+  if (op && std::find(tails.begin(), tails.end(), op) == tails.end()) tails.push_back(op);
+}
+void Model::AddTails(const std::vector<boost::shared_ptr<Operator>>& operators) {
+  for (const auto& op : operators) AddTail(op);
+}
+void Model::RemoveTail(const boost::shared_ptr<Operator>& op) { std::erase(modelState_->tails, op); }
+
+const std::vector<boost::shared_ptr<Operator>>& Model::GetOperators() const { return modelState_->operators; }
+std::vector<boost::shared_ptr<Operator>> Model::GetTails() const { return modelState_->tails; }
+
+std::vector<boost::shared_ptr<Operator>> Model::GetAllOperators(bool nested) const {
+  std::vector<boost::shared_ptr<Operator>> all;
+  for (const auto& op : modelState_->operators) {
+    all.push_back(op);
+    const auto* const inner = nested ? dynamic_cast<const Model*>(op.get()) : nullptr;
+    if (!inner) continue;
+    const auto operators = inner->GetAllOperators(true);
+    all.insert(all.end(), operators.begin(), operators.end());
+  }
+  return all;
+}
+
+boost::shared_ptr<Port> Model::AliasPort(const boost::shared_ptr<Port>& inner, const std::wstring& name) {
+  if (!inner) throw std::invalid_argument(KorvenLog::Narrow(L"There is no inner port for the port " + name + L"."));
+  PortState& innerState = PortState::Of(*inner);
+  boost::shared_ptr<Port> outer = GetPort(name);
+  if (!outer) {
+    const auto& types = inner->GetSupportedDataTypes();
+    outer = CreatePort(name, types.empty() ? Data::DefaultTypeName() : types.front(), inner->GetPortType());
+    PortState& state = PortState::Of(*outer);
+    state.types = types;
+    state.optional = innerState.optional;
+    state.hidden = innerState.hidden;
+    if (innerState.extras) state.extras = std::make_unique<PortState::Extras>(*innerState.extras);
+  }
+  PortState& outerState = PortState::Of(*outer);
+  if (innerState.parentPort == &outerState) return outer;
+  if (innerState.parentPort) std::erase(innerState.parentPort->innerPorts, &innerState);
+  innerState.parentPort = &outerState;
+  outerState.innerPorts.push_back(&innerState);
+  return outer;
+}
+
+boost::shared_ptr<Model> Model::DeriveNewContainer() {
+  const auto container = boost::make_shared<Model>();
+  container->Initialize();
+  container->SetEnvironment(GetEnvironment());
+  return container;
+}
+
+void Model::SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment) {
+  modelState_->environment = environment ? environment : ExecutionEnvironment::Create();
+}
+unsigned Model::GetNumThreads() const { return GetEnvironment()->GetNumThreads(); }
+
+void Model::SetIsOpenable(bool openable) { modelState_->openable = openable; }
+bool Model::IsOpenable() const { return modelState_->openable; }
+void Model::SetAllowsReflection(bool allows) { modelState_->allowsReflection = allows; }
+void Model::SetProcessName(const std::wstring& name) { modelState_->processName = name; }
+void Model::SetProcessNamespace(const std::wstring& nameSpace) { modelState_->processNamespace = nameSpace; }
+std::wstring Model::GetProcessName() const { return modelState_->processName; }
+std::wstring Model::GetProcessNamespace() const { return modelState_->processNamespace; }
+void Model::SetAlternateMode(bool alternate) { modelState_->alternate = alternate; }
+bool Model::IsAlternateMode() const { return modelState_->alternate; }
+
+}  // namespace Tamrin::Tessera

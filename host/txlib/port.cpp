@@ -1,0 +1,282 @@
+#include "txlib/port.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+#include "enginestate.h"
+#include "txlib/basicdata.h"
+#include "txlib/conversion.h"
+
+namespace Tamrin::Tessera {
+
+namespace {
+
+const ObjectName kAnyType = Data::DefaultTypeName();
+
+/// Answers are short-lived and few: a lock for a stripe of ports costs less than one in each port.
+std::mutex& AnswerMutex(const PortState& port) {
+  static std::array<std::mutex, 64> mutexes;
+  return mutexes[(std::hash<const void*>()(&port) >> 6) % mutexes.size()];
+}
+
+PortState& State(Port* port) { return PortState::Of(*port); }
+const PortState& State(const Port* port) { return PortState::Of(*port); }
+
+boost::shared_ptr<Port> Shared(PortState* port) { return port ? port->shared_from_this() : nullptr; }
+
+const std::vector<ObjectName>& NoTypes() {
+  static const std::vector<ObjectName> none;
+  return none;
+}
+
+bool Contains(const std::vector<ObjectName>& types, const ObjectName& type) {
+  return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+}  // namespace
+
+boost::shared_ptr<Port> PortConnection::GetSource() const {
+  return Shared(static_cast<const PortConnectionState*>(this)->source);
+}
+boost::shared_ptr<Port> PortConnection::GetDestination() const {
+  return Shared(static_cast<const PortConnectionState*>(this)->destination);
+}
+
+PortState::PortState(Operator* owningOperator, std::wstring portName, PortType portType)
+    : owner(owningOperator), name(std::move(portName)), type(portType) {}
+
+PortState::~PortState() { Detach(); }
+
+Port::~Port() = default;
+
+void PortState::Detach() {
+  if (incoming) {
+    if (incoming->source) std::erase(incoming->source->outgoing, incoming);
+    incoming->source = incoming->destination = nullptr;
+    incoming.reset();
+  }
+  for (const auto& connection : outgoing) {
+    if (connection->destination) connection->destination->incoming.reset();
+    connection->source = connection->destination = nullptr;
+  }
+  outgoing.clear();
+  if (parentPort) std::erase(parentPort->innerPorts, this);
+  parentPort = nullptr;
+  for (PortState* inner : innerPorts) inner->parentPort = nullptr;
+  innerPorts.clear();
+}
+
+PortState::Extras& PortState::GetExtras() {
+  if (!extras) extras = std::make_unique<Extras>();
+  return *extras;
+}
+
+PortState* PortState::SourceEnd() {
+  PortState* port = this;
+  while (!port->incoming && port->parentPort) port = port->parentPort;
+  return port;
+}
+
+PortState* PortState::Feeder() {
+  const PortState* end = SourceEnd();
+  return end->incoming ? end->incoming->source : nullptr;
+}
+
+boost::shared_ptr<Data> PortState::OwnOrDefault() const { return data ? data : defaultData; }
+
+boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
+  boost::shared_ptr<Data> nearest;
+  for (const PortState* port = this; port; port = port->parentPort) {
+    if (port->incoming) return port->incoming->source ? port->incoming->source->OutputData() : nullptr;
+    // A value set further out stands above one set further in; a default only above no value at all.
+    if (port->data) nearest = port->data;
+    else if (!nearest) nearest = port->defaultData;
+  }
+  return nearest;
+}
+
+boost::shared_ptr<Data> PortState::OutputData() const {
+  const PortState* port = this;
+  while (!port->innerPorts.empty()) port = port->innerPorts.front();
+  return port->OwnOrDefault();
+}
+
+void PortState::AnswerTo(const DataRequest& request, const boost::shared_ptr<Data>& answer) {
+  const auto thread = std::this_thread::get_id();
+  const std::lock_guard lock(AnswerMutex(*this));
+  for (Answer& known : answers) {
+    if (known.request == &request && known.thread == thread) {
+      known.data = answer;
+      return;
+    }
+  }
+  answers.push_back({&request, thread, answer});
+}
+
+boost::shared_ptr<Data> PortState::TakeAnswer(const DataRequest& request) {
+  const auto thread = std::this_thread::get_id();
+  boost::shared_ptr<Data> answer;
+  const std::lock_guard lock(AnswerMutex(*this));
+  for (auto known = answers.begin(); known != answers.end(); ++known) {
+    if (known->request != &request || known->thread != thread) continue;
+    answer = std::move(known->data);
+    answers.erase(known);
+    break;
+  }
+  return answer;
+}
+
+const std::wstring& Port::GetName() const { return State(this).name; }
+const std::wstring& Port::GetDisplayName() const {
+  return State(this).displayName.empty() ? State(this).name : State(this).displayName;
+}
+void Port::SetDisplayName(const std::wstring& name) { State(this).displayName = name; }
+PortType Port::GetPortType() const { return State(this).type; }
+bool Port::IsOptional() const { return State(this).optional; }
+void Port::SetIsOptional(bool optional) { State(this).optional = optional; }
+bool Port::IsHidden() const { return State(this).hidden; }
+void Port::SetIsHidden(bool hidden) { State(this).hidden = hidden; }
+
+boost::shared_ptr<Data> Port::GetData() {
+  PortState& state = State(this);
+  if (IsOutput()) {
+    if (state.owner && !OperatorState::Of(*state.owner).IsRunningHere()) state.owner->Execute();
+    return state.OutputData();
+  }
+  if (PortState* const feeder = state.Feeder()) return feeder->GetData();
+  return state.ValueAlongAliases();
+}
+
+boost::shared_ptr<Data> Port::GetData(const boost::shared_ptr<DataRequest>& request) {
+  if (!request) return GetData();
+  PortState& state = State(this);
+  if (!IsOutput()) {
+    PortState* const feeder = state.Feeder();
+    return feeder ? feeder->GetData(request) : state.ValueAlongAliases();
+  }
+  if (!state.owner) return state.OutputData();
+  state.owner->Apply(shared_from_this(), request);
+  return state.TakeAnswer(*request);
+}
+
+boost::shared_ptr<Data> Port::GetExistingData() {
+  PortState& state = State(this);
+  return IsOutput() ? state.OutputData() : state.ValueAlongAliases();
+}
+
+void Port::SetData(const boost::shared_ptr<Data>& data) {
+  PortState& state = State(this);
+  state.data = data;
+  if (!state.owner) return;
+  if (!IsOutput()) {
+    OperatorState::InvalidateFrom(state);
+    return;
+  }
+  if (OperatorState::Of(*state.owner).runner.load(std::memory_order_relaxed)) return;
+  // Set from outside of a run: those that read it have to run again.
+  for (const auto& connection : state.outgoing) {
+    if (connection->destination) OperatorState::InvalidateFrom(*connection->destination);
+  }
+}
+
+void Port::SetData(const boost::shared_ptr<Data>& data, const boost::shared_ptr<DataRequest>& request) {
+  if (request) State(this).AnswerTo(*request, data);
+  else SetData(data);
+}
+
+bool Port::SetDataFromString(const std::wstring& text) {
+  const auto& types = GetSupportedDataTypes();
+  const ObjectName type = types.empty() || types.front() == kAnyType ? StringData::DefaultTypeName() : types.front();
+  const boost::shared_ptr<Data> data = DataFactory::Create(type);
+  if (!data || !data->FromString(text)) return false;
+  SetData(data);
+  return true;
+}
+
+void Port::SetDefaultData(const boost::shared_ptr<Data>& data) {
+  State(this).defaultData = data;
+  if (State(this).owner && !IsOutput()) OperatorState::InvalidateFrom(State(this));
+}
+boost::shared_ptr<Data> Port::GetDefaultData() const {
+  const PortState* port = &State(this);
+  while (!port->defaultData && !port->innerPorts.empty()) port = port->innerPorts.front();
+  return port->defaultData;
+}
+boost::shared_ptr<Data> Port::GetOwnData() const { return State(this).data; }
+
+void Port::AddSupportedType(const ObjectName& type) {
+  if (!Contains(State(this).types, type)) State(this).types.push_back(type);
+}
+void Port::AddExtraSupportedType(const ObjectName& type) {
+  auto& types = State(this).GetExtras().extraTypes;
+  if (!Contains(types, type)) types.push_back(type);
+}
+void Port::AddExcludedType(const ObjectName& type) {
+  auto& types = State(this).GetExtras().excludedTypes;
+  if (!Contains(types, type)) types.push_back(type);
+}
+void Port::SetSupportedTypes(const std::vector<ObjectName>& types) { State(this).types = types; }
+const std::vector<ObjectName>& Port::GetSupportedDataTypes() const { return State(this).types; }
+const std::vector<ObjectName>& Port::GetExtraSupportedDataTypes() const {
+  return State(this).extras ? State(this).extras->extraTypes : NoTypes();
+}
+const std::vector<ObjectName>& Port::GetExcludedDataTypes() const {
+  return State(this).extras ? State(this).extras->excludedTypes : NoTypes();
+}
+bool Port::SupportsType(const ObjectName& type) const {
+  if (Contains(GetExcludedDataTypes(), type)) return false;
+  const auto& types = GetSupportedDataTypes();
+  return types.empty() || Contains(types, type) || Contains(types, kAnyType) ||
+         Contains(GetExtraSupportedDataTypes(), type);
+}
+
+void Port::SetAttribute(const std::wstring& key, const boost::shared_ptr<Data>& value) {
+  State(this).GetExtras().attributes[key] = value;
+}
+boost::shared_ptr<Data> Port::GetAttribute(const std::wstring& key) const {
+  const auto& attributes = GetAttributeMap();
+  const auto found = attributes.find(key);
+  return found == attributes.end() ? nullptr : found->second;
+}
+const AttributeMap& Port::GetAttributeMap() const {
+  static const AttributeMap none;
+  return State(this).extras ? State(this).extras->attributes : none;
+}
+boost::shared_ptr<Data> Port::GetDataTypeAttribute(const ObjectName& type, const std::wstring& key) const {
+  if (!State(this).extras) return nullptr;
+  const auto& attributes = State(this).extras->typeAttributes;
+  const auto found = attributes.find({type, key});
+  return found == attributes.end() ? nullptr : found->second;
+}
+void Port::SetDataTypeAttribute(const ObjectName& type, const std::wstring& key,
+                                const boost::shared_ptr<Data>& value) {
+  State(this).GetExtras().typeAttributes[{type, key}] = value;
+}
+void Port::SetUIProvider(const std::wstring& name, const std::wstring& nameSpace) {
+  State(this).GetExtras().uiProvider = ObjectName(nameSpace, name);
+}
+
+boost::shared_ptr<Operator> Port::TryGetOperator() const {
+  Operator* const owner = State(this).owner;
+  return owner ? boost::static_pointer_cast<Operator>(owner->weak_from_this().lock()) : nullptr;
+}
+boost::shared_ptr<Port> Port::GetParentPort() const { return Shared(State(this).parentPort); }
+bool Port::AliasesInnerPort(const boost::shared_ptr<Port>& inner) const {
+  if (!inner) return false;
+  for (const PortState* port = State(inner.get()).parentPort; port; port = port->parentPort) {
+    if (port == this) return true;
+  }
+  return false;
+}
+std::vector<boost::shared_ptr<Port>> Port::GetInnerAliasedPorts() const {
+  std::vector<boost::shared_ptr<Port>> ports;
+  for (PortState* inner : State(this).innerPorts) ports.push_back(Shared(inner));
+  return ports;
+}
+boost::shared_ptr<PortConnection> Port::GetIncomingConnection() const { return State(this).incoming; }
+std::vector<boost::shared_ptr<PortConnection>> Port::GetOutgoingConnections() const {
+  return {State(this).outgoing.begin(), State(this).outgoing.end()};
+}
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,21 @@
+#include "txlib/portaccess.h"
+
+#include <stdexcept>
+
+#include "korvenlog/exception.h"
+
+namespace Tamrin::Tessera {
+
+void RaisePortMessage(const Port& port, const wchar_t* beforeName) {
+  const std::wstring text = beforeName + port.GetDisplayName() + L").";
+  if (const auto op = port.TryGetOperator()) op->SetErrorMessage(text);
+  throw std::runtime_error(KorvenLog::Narrow(text));  // a port that outlived its operator
+}
+
+boost::shared_ptr<Port> RequirePort(Operator& op, const std::wstring& name) {
+  auto port = op.GetPort(name);
+  if (!port) op.SetErrorMessage(L"There is no port named " + name + L".");
+  return port;
+}
+
+}  // namespace Tamrin::Tessera
