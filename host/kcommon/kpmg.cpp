@@ -59,12 +59,18 @@ namespace {
 
 const wchar_t* KindName(Kpmg_ParameterType type) {
   switch (type) {
-    case KpmgString: return L"a string";
-    case KpmgNumber: return L"a number";
-    case KpmgBoolean: return L"a boolean";
-    case KpmgEnum: return L"an enumeration";
-    case KpmgColor: return L"a colour";
-    case KpmgUnknown: break;
+    case KpmgString:
+      return L"a string";
+    case KpmgNumber:
+      return L"a number";
+    case KpmgBoolean:
+      return L"a boolean";
+    case KpmgEnum:
+      return L"an enumeration";
+    case KpmgColor:
+      return L"a colour";
+    case KpmgUnknown:
+      break;
   }
   return L"of no known type";
 }

@@ -14,10 +14,14 @@ namespace {
 
 const wchar_t* LevelName(Level level) {
   switch (level) {
-    case Level::Debug: return L"debug";
-    case Level::Information: return L"information";
-    case Level::Warning: return L"warning";
-    case Level::Error: return L"error";
+    case Level::Debug:
+      return L"debug";
+    case Level::Information:
+      return L"information";
+    case Level::Warning:
+      return L"warning";
+    case Level::Error:
+      return L"error";
   }
   return L"";
 }

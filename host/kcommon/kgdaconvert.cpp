@@ -1,0 +1,227 @@
+#include <charconv>
+#include <cmath>
+#include <complex>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+#include "kcommon/kgda.h"
+#include "kcommon/kstr.h"
+#include "kgdacopy.h"
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+/// Storage and bounds of each code, so that loops are written once and compiled per type.
+template <typename T>
+struct Element {
+  using Type = T;
+  double lowest;
+  double highest;
+};
+
+template <typename Visit>
+void VisitType(Kgda_PixelType type, Visit visit) {
+  switch (type) {
+    case KgdaBit:
+      return visit(Element<std::uint8_t>{0, 1});
+    case KgdaTwoBit:
+      return visit(Element<std::uint8_t>{0, 3});
+    case KgdaNibble:
+      return visit(Element<std::uint8_t>{0, 15});
+    case KgdaUInt8:
+      return visit(Element<std::uint8_t>{0, 255});
+    case KgdaInt8:
+      return visit(Element<std::int8_t>{-128, 127});
+    case KgdaUInt16:
+      return visit(Element<std::uint16_t>{0, 65535});
+    case KgdaInt16:
+      return visit(Element<std::int16_t>{-32768, 32767});
+    case KgdaUInt32:
+      return visit(Element<std::uint32_t>{0, 4294967295.0});
+    case KgdaInt32:
+      return visit(Element<std::int32_t>{-2147483648.0, 2147483647.0});
+    case KgdaFloat32:
+      return visit(
+          Element<float>{-double{std::numeric_limits<float>::max()}, double{std::numeric_limits<float>::max()}});
+    case KgdaFloat64:
+      return visit(Element<double>{0, 0});
+    case KgdaComplex64:
+      return visit(Element<std::complex<float>>{-double{std::numeric_limits<float>::max()},
+                                                double{std::numeric_limits<float>::max()}});
+    case KgdaComplex128:
+      return visit(Element<std::complex<double>>{0, 0});
+    case KgdaString:
+      return visit(Element<char*>{0, 0});
+  }
+}
+
+float ToFloat(double value, double lowest, double highest) {
+  if (std::isinf(value)) return static_cast<float>(value);
+  return static_cast<float>(value < lowest ? lowest : value > highest ? highest : value);
+}
+
+/// The number as T: rounded half to even and clamped for integers, NaN then being 0.
+template <typename T>
+T FromDouble(double value, const Element<T>& element) {
+  if constexpr (std::is_integral_v<T>) {
+    value = value >= element.lowest ? value : element.lowest;
+    value = value <= element.highest ? value : element.highest;
+    // Adding this much leaves no room for a fraction; unlike a call to round it, a loop of it is vectorised.
+    constexpr double shift = 6755399441055744.0;
+    const double rounded = (value + shift) - shift;
+    if constexpr (std::is_same_v<T, std::uint32_t>) {
+      return static_cast<T>(rounded);
+    } else {
+      return static_cast<T>(static_cast<std::int32_t>(rounded));
+    }
+  } else if constexpr (std::is_same_v<T, float>) {
+    return ToFloat(value, element.lowest, element.highest);
+  } else if constexpr (std::is_same_v<T, std::complex<float>>) {
+    return {ToFloat(value, element.lowest, element.highest), 0.0f};
+  } else {
+    return T(value);
+  }
+}
+
+template <typename T>
+constexpr bool kIsComplex = std::is_same_v<T, std::complex<float>> || std::is_same_v<T, std::complex<double>>;
+
+template <typename From, typename To>
+To Converted(const From& value, const Element<To>& element) {
+  if constexpr (kIsComplex<From> && kIsComplex<To>) {
+    using Part = typename To::value_type;
+    if constexpr (std::is_same_v<Part, float>) {
+      return {ToFloat(static_cast<double>(value.real()), element.lowest, element.highest),
+              ToFloat(static_cast<double>(value.imag()), element.lowest, element.highest)};
+    } else {
+      return {static_cast<Part>(value.real()), static_cast<Part>(value.imag())};
+    }
+  } else if constexpr (kIsComplex<From>) {
+    const auto real = static_cast<double>(value.real());
+    return FromDouble(std::is_integral_v<To> && std::isnan(real) ? 0 : real, element);
+  } else {
+    auto number = static_cast<double>(value);
+    if constexpr (std::is_integral_v<To> && std::is_floating_point_v<From>) number = number == number ? number : 0;
+    return FromDouble(number, element);
+  }
+}
+
+std::wstring NumberText(double value) { return kstr_ShortestDouble(value); }
+
+/// The digits of the single-precision number, not those of its exact value.
+std::wstring NumberText(float value) {
+  if (!std::isfinite(value)) return kstr_ShortestDouble(static_cast<double>(value));
+  char buffer[32];
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value);
+  double nearest = 0;
+  std::from_chars(buffer, written.ptr, nearest);
+  return kstr_ShortestDouble(nearest);
+}
+
+template <typename T>
+std::wstring TextOf(const T& value) {
+  if constexpr (kIsComplex<T>) {
+    return L"(" + NumberText(value.real()) + L"," + NumberText(value.imag()) + L")";
+  } else if constexpr (std::is_same_v<T, float>) {
+    return NumberText(value);
+  } else {
+    return NumberText(static_cast<double>(value));
+  }
+}
+
+/// NaN where the whole text is no number.
+double NumberOfText(const char* text) {
+  if (!text) return kNaN;
+  std::string_view rest = text;
+  while (!rest.empty() && (rest.front() == ' ' || rest.front() == '\t')) rest.remove_prefix(1);
+  while (!rest.empty() && (rest.back() == ' ' || rest.back() == '\t')) rest.remove_suffix(1);
+  if (rest.size() > 1 && rest[0] == '+' && rest[1] != '-') rest.remove_prefix(1);
+  double value = kNaN;
+  const auto read = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+  return read.ptr == rest.data() + rest.size() && read.ec == std::errc() ? value : kNaN;
+}
+
+template <typename From, typename To>
+void ConvertRow(const From* from, To* to, std::int64_t count, const Element<To>& element) {
+  for (std::int64_t i = 0; i < count; ++i) {
+    if constexpr (std::is_same_v<From, char*>) {
+      const double number = NumberOfText(from[i]);
+      to[i] = FromDouble(std::is_integral_v<To> && std::isnan(number) ? 0 : number, element);
+    } else if constexpr (std::is_same_v<To, char*>) {
+      to[i] = kstr_Duplicate(kstr_ToUtf8(TextOf(from[i])).c_str());
+    } else {
+      to[i] = Converted(from[i], element);
+    }
+  }
+}
+
+bool IsContiguous(const Kgda_BaseDataLayer& layer) {
+  return layer.rowStride == layer.elementSize * static_cast<std::size_t>(layer.columns);
+}
+
+void ConvertLayer(const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
+  // Tables are one column of many rows: one long loop where the rows lie one behind the other.
+  const bool oneRun = IsContiguous(from) && IsContiguous(to);
+  const std::int32_t runs = oneRun ? 1 : from.rows;
+  const std::int64_t count = oneRun ? std::int64_t{from.rows} * from.columns : from.columns;
+  VisitType(from.pixelType, [&](auto source) {
+    VisitType(to.pixelType, [&](auto target) {
+      using From = typename decltype(source)::Type;
+      using To = typename decltype(target)::Type;
+      if constexpr (!(std::is_same_v<From, char*> && std::is_same_v<To, char*>)) {
+        for (std::int32_t row = 0; row < runs; ++row) {
+          ConvertRow(static_cast<const From*>(kgda_ElementPointer(from, row, 0)),
+                     static_cast<To*>(kgda_ElementPointer(to, row, 0)), count, target);
+        }
+      }
+    });
+  });
+}
+
+}  // namespace
+
+double kgda_ElementAsDouble(const Kgda_BaseDataLayer& layer, std::int32_t row, std::int32_t column) {
+  if (layer.pixelType > KgdaFloat64) return kNaN;
+  double result = kNaN;
+  VisitType(layer.pixelType, [&](auto element) {
+    using T = typename decltype(element)::Type;
+    if constexpr (std::is_arithmetic_v<T>) {
+      result = static_cast<double>(*static_cast<const T*>(kgda_ElementPointer(layer, row, column)));
+    }
+  });
+  return result;
+}
+
+void kgda_SetElementFromDouble(Kgda_BaseDataLayer& layer, std::int32_t row, std::int32_t column, double value) {
+  VisitType(layer.pixelType, [&](auto element) {
+    using T = typename decltype(element)::Type;
+    if constexpr (!std::is_same_v<T, char*>) {
+      *static_cast<T*>(kgda_ElementPointer(layer, row, column)) = Converted(value, element);
+    }
+  });
+}
+
+KgdaBaseDataStack kgda_ConvertStack(const KgdaBaseDataStack& stack, Kgda_PixelType type) {
+  const bool sameType = [&] {
+    for (std::size_t i = 0; i < stack.GetLayerCount(); ++i) {
+      if (stack.GetLayer(i).pixelType != type) return false;
+    }
+    return true;
+  }();
+  if (sameType) return stack;
+  KgdaBaseDataStack result(stack.GetKind());
+  result.SetBinFunction(stack.GetBinFunction());
+  for (std::size_t i = 0; i < stack.GetLayerCount(); ++i) {
+    const Kgda_BaseDataLayer& from = stack.GetLayer(i);
+    Kgda_BaseDataLayer& to = result.AddLayer(from.rows, from.columns, type);
+    if (from.pixelType != type) {
+      ConvertLayer(from, to);
+    } else {
+      CopyElements(from, to);
+    }
+  }
+  return result;
+}
