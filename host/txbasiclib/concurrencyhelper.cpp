@@ -1,10 +1,12 @@
 #include "txbasiclib/concurrencyhelper.h"
 
+#include <algorithm>
 #include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
 
+#include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
@@ -104,7 +106,10 @@ void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
   } else if (arenaThreads > 0) {  // nested: the threads that are there already
     state.WorkTogether(arenaThreads);
   } else {
-    tbb::task_arena arena(threads);
+    // A run may ask for more threads than the machine has; each arena bounds its own.
+    constexpr std::size_t kMostThreads = 1024;
+    static const tbb::global_control allowed(tbb::global_control::max_allowed_parallelism, kMostThreads);
+    tbb::task_arena arena(std::min(threads, static_cast<int>(kMostThreads)));
     arenaThreads = threads;
     arena.execute([&] { state.WorkTogether(threads); });
     arenaThreads = 0;

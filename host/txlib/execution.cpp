@@ -67,6 +67,7 @@ class OperatorState::Driver {
     OperatorState& state = *frames_.back().state;
     if (frames_.back().held) {
       state.inParents = false;
+      CheckRunCancelled(*state.self);
       Work(state);
       Drop();
       return;
@@ -75,7 +76,6 @@ class OperatorState::Driver {
       if (state.Acquire()) {
         frames_.back().held = true;
         if (!state.executed.load(std::memory_order_relaxed)) {
-          CheckRunCancelled(*state.self);
           state.inParents = true;
           AskForParents(state);
           return;

@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "kcommon/kfnp.h"
+#include "support/testoperators.h"
+
+using namespace testsupport;
+
+namespace {
+
+TEST(Model, AliasesLeadThroughAnyDepth) {
+  const auto outer = MakeOperator<tx::Model>();
+  boost::shared_ptr<tx::Model> holder = outer;
+  std::vector<boost::shared_ptr<tx::Model>> models{outer};
+  for (int depth = 0; depth < 20; ++depth) models.push_back(AddTo<tx::Model>(*models.back()));
+  const auto op = AddTo<AddOne>(*models.back());
+  auto in = op->GetPort(L"In"), out = op->GetPort(L"Out");
+  for (auto model = models.rbegin(); model != models.rend(); ++model) {
+    in = (*model)->AliasPort(in, L"Number");
+    out = (*model)->AliasPort(out, L"Result");
+  }
+  EXPECT_TRUE(in->AliasesInnerPort(op->GetPort(L"In")));
+  EXPECT_FALSE(in->AliasesInnerPort(op->GetPort(L"Out")));
+  EXPECT_TRUE(op->GetPort(L"In")->IsAliasedPort());
+  EXPECT_EQ(in->GetDisplayName(), L"Number");
+  in->SetData(NumberData(41));
+  EXPECT_EQ(Number(out), 42);
+  in->SetData(NumberData(1));
+  EXPECT_FALSE(op->IsExecuted()) << "a value set outside reaches the operator inside";
+  EXPECT_EQ(Number(out), 2);
+  EXPECT_EQ(outer->GetAllOperators(false).size(), 1U);
+  EXPECT_EQ(outer->GetAllOperators(true).size(), 21U);
+}
+
+TEST(Model, AnInnerValueShowsWhereTheModelHasNone) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto op = AddTo<AddOne>(*model);
+  const auto port = model->AliasPort(op->GetPort(L"In"), L"In");
+  const auto out = model->AliasPort(op->GetPort(L"Out"), L"Out");
+  op->GetPort(L"In")->SetData(NumberData(5));
+  EXPECT_EQ(Number(out), 6);
+  port->SetData(NumberData(8));
+  EXPECT_EQ(Number(out), 9);
+  port->SetData(nullptr);
+  EXPECT_EQ(Number(out), 6);
+}
+
+TEST(Model, OnePortFeedsSeveralInnerPorts) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto a = AddTo<AddOne>(*model), b = AddTo<AddOne>(*model);
+  model->AliasPort(a->GetPort(L"In"), L"In");
+  const auto port = model->AliasPort(b->GetPort(L"In"), L"In");
+  EXPECT_EQ(port->GetInnerAliasedPorts().size(), 2U);
+  port->SetData(NumberData(3));
+  model->Execute();
+  EXPECT_EQ(Number(a->GetPort(L"Out")), 4);
+  EXPECT_EQ(Number(b->GetPort(L"Out")), 4);
+}
+
+TEST(Model, ASubModelTakesPartInConnections) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto before = AddTo<AddOne>(*model), after = AddTo<AddOne>(*model);
+  const auto inner = AddTo<tx::Model>(*model);
+  const auto op = AddTo<AddOne>(*inner);
+  inner->AliasPort(op->GetPort(L"In"), L"In");
+  inner->AliasPort(op->GetPort(L"Out"), L"Out");
+  inner->ConnectParent(before, L"Out", L"In");
+  after->ConnectParent(inner, L"Out", L"In");
+  model->Execute();
+  EXPECT_EQ(Number(after->GetPort(L"Out")), 3);
+  before->GetPort(L"In")->SetData(NumberData(10));
+  EXPECT_FALSE(op->IsExecuted());
+  EXPECT_FALSE(after->IsExecuted());
+  model->Execute();
+  EXPECT_EQ(Number(after->GetPort(L"Out")), 13);
+  EXPECT_EQ(op->GetMainProcess(), model);
+  EXPECT_EQ(op->GetProcess(), inner);
+}
+
+TEST(Model, TailsDecideWhatRuns) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto a = AddTo<AddOne>(*model), b = AddTo<AddOne>(*model);
+  model->AddTail(a);
+  model->Execute();
+  EXPECT_EQ(a->runs, 1);
+  EXPECT_EQ(b->runs, 0);
+}
+
+TEST(Model, ItselfAsAPartIsRefused) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto inner = AddTo<tx::Model>(*model);
+  EXPECT_THROW(inner->AddOperator(model), std::invalid_argument);
+  EXPECT_THROW(model->AddOperator(model), std::invalid_argument);
+  EXPECT_THROW(model->AddOperator(nullptr), std::invalid_argument);
+}
+
+TEST(Model, RemovingAnOperatorTakesItsConnectionsAndAliases) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto a = AddTo<AddOne>(*model), b = AddTo<AddOne>(*model);
+  b->ConnectParent(a, L"Out", L"In");
+  model->AliasPort(a->GetPort(L"In"), L"In");
+  model->RemoveOperator(a);
+  EXPECT_EQ(model->GetPort(L"In"), nullptr);
+  EXPECT_EQ(b->GetPort(L"In")->GetIncomingConnection(), nullptr);
+  EXPECT_EQ(a->GetProcess(), nullptr);
+  model->Execute();
+  EXPECT_EQ(Number(b->GetPort(L"Out")), 1);
+}
+
+TEST(Model, TemporaryFilesGoWithTheModel) {
+  std::string folder, registered;
+  {
+    const auto model = MakeOperator<tx::Model>();
+    const auto first = model->GenerateTemporaryFileName(L"", L".txt");
+    const auto second = model->GenerateTemporaryFileName(L"", L".txt");
+    EXPECT_NE(first, second);
+    EXPECT_TRUE(first.ends_with(L".txt"));
+    folder = kfnp_ToNative(model->GetTemporaryDirectory());
+    std::ofstream(kfnp_ToNative(first)) << "text";
+    EXPECT_TRUE(std::filesystem::exists(kfnp_ToNative(first)));
+    EXPECT_FALSE(std::filesystem::exists(kfnp_ToNative(second))) << "the name alone is made";
+    registered = std::filesystem::temp_directory_path() / ("registered-" + std::to_string(::getpid()));
+    std::ofstream(registered) << "text";
+    model->RegisterTemporaryFile(kfnp_FromNative(registered));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder));
+  EXPECT_FALSE(std::filesystem::exists(registered));
+}
+
+TEST(Model, ADerivedContainerSharesTheEnvironment) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto container = model->DeriveNewContainer();
+  model->GetEnvironment()->SetNumThreads(3);
+  EXPECT_EQ(container->GetNumThreads(), 3U);
+  EXPECT_TRUE(container->GetOperators().empty());
+}
+
+TEST(Model, MessagesAreRelayedOutwards) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto inner = AddTo<tx::Model>(*model);
+  const auto op = AddTo<Failing>(*inner);
+  op->raise = [](Failing& self) {
+    self.SetInfoMessage(L"info");
+    self.SetWarningMessage(L"warning");
+    self.SetErrorMessage(L"error");
+  };
+  std::vector<std::pair<std::wstring, int>> told;
+  const auto handle = model->AddOnMessageCallback(
+      [&](const auto& source, const auto&, const auto& text, const auto&, auto severity) {
+        EXPECT_EQ(source, op);
+        told.emplace_back(text, severity);
+      });
+  EXPECT_THROW(model->Execute(), tx::OperatorException);
+  const std::vector<std::pair<std::wstring, int>> expected{{L"info", 0}, {L"warning", 1}, {L"error", 2}};
+  EXPECT_EQ(told, expected);
+  EXPECT_EQ(op->GetMessages().size(), 3U);
+  model->ClearMessageQueue();
+  EXPECT_TRUE(op->GetMessages().empty());
+}
+
+TEST(Model, ProgressIsRelayedAndCanBeSwitchedOff) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto op = AddTo<AddOne>(*model);
+  std::vector<double> told;
+  const auto handle = model->AddOnProgressCallback([&](const auto&, double percent) { told.push_back(percent); });
+  for (const double percent : {-5.0, 50.0, 250.0}) op->SetProgress(percent);
+  EXPECT_EQ(told, (std::vector<double>{0, 50, 100}));
+  model->SetReportProgress(false);
+  op->SetProgress(75);
+  EXPECT_EQ(told.size(), 3U);
+}
+
+}  // namespace
