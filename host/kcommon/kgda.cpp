@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -24,6 +25,7 @@ constexpr std::size_t kHugePageSize = std::size_t{2} << 20;
 
 /// Zero-filled. Big arrays ask for huge pages: filling fresh ordinary pages costs several times the copy itself.
 void* Allocate(std::size_t count, std::size_t elementSize) {
+  if (count > static_cast<std::size_t>(PTRDIFF_MAX) / elementSize) throw std::bad_alloc();
   void* data = std::calloc(count, elementSize);
   if (!data) throw std::bad_alloc();
   const std::size_t size = count * elementSize;
