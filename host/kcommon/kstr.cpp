@@ -154,7 +154,9 @@ std::wstring kstr_ShortestDouble(double value) {
   const std::size_t mark = scientific.find('e');
   std::string digits(1, scientific[0]);
   if (mark > 1) digits += scientific.substr(2, mark - 2);
-  const int exponent = std::atoi(buffer + mark + 1);
+  const char* const power = buffer + mark + (scientific[mark + 1] == '+' ? 2 : 1);  // from_chars takes no plus
+  int exponent = 0;
+  std::from_chars(power, written.ptr, exponent);
   const int count = static_cast<int>(digits.size());
 
   // Plain digits as long as a reader takes them in at a glance: the bounds are those of ECMAScript.
