@@ -46,9 +46,10 @@ bool ParseEvents(std::string_view text, EventHandler& handler, const ParseOption
 /// Line and column (in characters), both from 1, of a byte offset.
 void LocateOffset(std::string_view text, std::size_t offset, std::size_t& line, std::size_t& column);
 
-/// Appends `text` as a JSON string literal with its quotes.
+/// Appends `text`, which is UTF-8, as a JSON string literal with its quotes.
 void AppendQuoted(std::string& out, std::string_view text);
 /// Appends the shortest literal that reads back the same; a whole number keeps ".0" so that it stays a double.
+/// A number that is not finite gives null.
 void AppendDouble(std::string& out, double value);
 
 }  // namespace korven::jsonlib
