@@ -1,0 +1,149 @@
+"""Runs every document of examples/ through the program and compares with facts worked out here.
+
+    TESSERA=PROGRAM examples_test.py ROOT
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = sys.argv.pop(1)
+EXAMPLES = os.path.join(ROOT, "examples")
+PROGRAM = os.environ["TESSERA"]
+LICENCES = "/usr/share/common-licenses"
+VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
+COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx"}
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def licence_files(folder=LICENCES):
+    return [os.path.join(folder, name) for name in os.listdir(folder) if os.path.isfile(os.path.join(folder, name))]
+
+
+class ExamplesTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        # The user's own preferences and temporary files stay out of it.
+        self.folder = os.path.join(folder.name, "work")
+        self.temporary = os.path.join(folder.name, "temporary")
+        for made in (self.folder, self.temporary):
+            os.mkdir(made)
+        self.environment = dict(os.environ, HOME=folder.name, XDG_CONFIG_HOME=os.path.join(folder.name, "config"),
+                                TMPDIR=self.temporary, PROJECT="map")
+        self.environment.pop("NOT_SET_ANYWHERE", None)
+
+    def run_program(self, *arguments):
+        return subprocess.run([PROGRAM, *arguments], cwd=self.folder, env=self.environment, capture_output=True,
+                              text=True, encoding="utf-8", timeout=60)
+
+    def run_example(self, name, *arguments):
+        """The outputs by name, and the session log, of a run that has to succeed."""
+        run = self.run_program("run", os.path.join(EXAMPLES, name), "--json", "--log", "session.log", *arguments)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        outputs = {row["Name"]: row["Data"] for row in json.loads(run.stdout)["Outputs"]}
+        return outputs, read(os.path.join(self.folder, "session.log"))
+
+    def test_every_example_is_covered(self):
+        self.assertEqual({name for name in os.listdir(EXAMPLES) if name.endswith(".tsmx")}, COVERED)
+
+    def test_every_example_is_valid(self):
+        run = self.run_program("check", *(os.path.join(EXAMPLES, name) for name in sorted(COVERED)))
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def check_licence_report(self, text_file, *arguments):
+        outputs, log = self.run_example("licence-report.tsmx", *arguments)
+        text = read(text_file)
+        match = re.search(VERSION_LINE, text)
+        version = match[0] if match else "not found"
+        patents = "found" if re.search("[Pp]atent licen[cs]e", text) else "not found"
+        self.assertEqual(outputs["Version"], {"Type": "VANTIX.String", "Value": version})
+        self.assertEqual(outputs["Patents"], {"Type": "VANTIX.String", "Value": patents})
+        self.assertEqual(sorted(item["Value"] for item in outputs["Files"]["Value"]), sorted(licence_files()))
+
+        report = read(os.path.join(self.folder, "licence-report.txt"))
+        head, found = report.split(f"\n\nText read: {text_file}\n")
+        self.assertEqual(found, f"Version line: {version}\nPatent license: {patents}\n")
+        self.assertTrue(head.startswith("Licence report\n\nLicence files:\n"))
+        listed = re.findall(re.escape(LICENCES) + r"/[\w.+-]*\w", head)
+        self.assertEqual(sorted(listed), sorted(licence_files()))
+        # The log has the report's lines, without the empty ones.
+        self.assertEqual(log.splitlines(), [line for line in report.splitlines() if line])
+        return version, patents
+
+    def test_licence_report(self):
+        self.assertEqual(self.check_licence_report(os.path.join(LICENCES, "GPL-3")),
+                         ("Version 3, 29 June 2007", "found"))
+
+    def test_licence_report_of_other_texts(self):
+        seen = set()
+        for name in ("Apache-2.0", "Artistic", "GPL-1", "MPL-2.0"):
+            path = os.path.join(LICENCES, name)
+            if os.path.exists(path):
+                with self.subTest(name):
+                    seen.add(self.check_licence_report(path, "--set", f"Text={path}")[0] == "not found")
+        self.assertEqual(seen, {True, False}, "both branches are to be taken")
+
+    def test_licence_report_of_a_missing_text(self):
+        run = self.run_program("run", os.path.join(EXAMPLES, "licence-report.tsmx"), "--set", "Text=nowhere.txt")
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("error: Text File Input: Unable to open file: nowhere.txt ", run.stderr)
+        self.assertFalse(os.path.exists(os.path.join(self.folder, "licence-report.txt")))
+
+    def check_choose(self, expected, *arguments):
+        outputs, log = self.run_example("choose.tsmx", *arguments)
+        self.assertEqual(outputs["Finding"], {"Type": "VANTIX.String", "Value": "Finding: " + expected})
+        self.assertEqual(outputs["Allowed"], {"Type": "VANTIX.Bool", "Value": True})
+        draft = outputs["Draft"]["Value"]
+        self.assertTrue(draft.endswith(".txt"), draft)
+        self.assertFalse(os.path.exists(draft), "the temporary file outlived its model")
+        self.assertEqual(log, "")
+
+    def test_choose_takes_the_version_of_the_whole_text(self):
+        text = read(os.path.join(LICENCES, "GPL-3"))
+        self.check_choose(re.search(r"Version [0-9.]+, [0-9]+ [A-Z][a-z]+ [0-9]+", text)[0])
+
+    def test_choose_takes_the_title_where_there_is_no_version(self):
+        beginning = read(os.path.join(LICENCES, "GPL-3"))[:60]
+        self.assertNotIn("Version", beginning)
+        title = re.search(r"[A-Z][A-Za-z ]+ (LICENSE|License)", beginning)[0]
+        self.check_choose(title, "--set", "Detail=part")
+
+    def test_choose_refuses_a_text_without_either(self):
+        run = self.run_program("run", os.path.join(EXAMPLES, "choose.tsmx"), "--set", "Detail=part",
+                               "--set", "Characters=5", "--outputs", "out.json")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith(
+            "error: Require Condition: The text has neither a version nor a title.\n"), run.stderr)
+        self.assertFalse(os.path.exists(os.path.join(self.folder, "out.json")))
+
+    def test_preferences(self):
+        outputs, _ = self.run_example("preferences.tsmx", "--preferences",
+                                      os.path.join(EXAMPLES, "site-preferences.json"))
+        expanded = self.environment["HOME"] + "/results/map/$NOT_SET_ANYWHERE"
+        self.assertEqual(outputs["OutputPath"], {"Type": "VANTIX.String", "Value": expanded})
+        self.assertEqual(outputs["LockTimeout"], {"Type": "VANTIX.Double", "Value": 90})
+        lines = read(os.path.join(self.folder, "preferences.txt")).splitlines()
+        self.assertEqual(lines[:2], ["written: $HOME/results/${PROJECT}/$NOT_SET_ANYWHERE", "meant: " + expanded])
+        self.assertEqual(float(lines[2].removeprefix("seconds: ")), 90)
+
+    def test_an_unknown_preference_is_told(self):
+        model = json.loads(read(os.path.join(EXAMPLES, "preferences.tsmx")))
+        model["operators"][0]["values"]["Name"] = "no_such_preference"
+        with open(os.path.join(self.folder, "wrong.tsmx"), "w", encoding="utf-8") as file:
+            json.dump(model, file)
+        run = self.run_program("run", "wrong.tsmx")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith('error: Default output path: Could not determine type of preference '
+                                            '"ksc:no_such_preference"\n'), run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
