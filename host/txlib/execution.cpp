@@ -14,6 +14,9 @@ std::uintptr_t ThisThread() {
   return reinterpret_cast<std::uintptr_t>(&token);
 }
 
+/// Threads that wait for an operator of another's, in all models: mostly none, and then nobody has to be woken.
+std::atomic<int> waitingThreads{0};
+
 }  // namespace
 
 bool OperatorState::IsRunningHere() const { return runner.load(std::memory_order_relaxed) == ThisThread(); }
@@ -23,13 +26,15 @@ bool OperatorState::Acquire() {
     std::uintptr_t holder = 0;
     if (runner.compare_exchange_strong(holder, ThisThread(), std::memory_order_acquire)) return true;
     if (holder == ThisThread()) return false;
-    runner.wait(holder, std::memory_order_relaxed);
+    ++waitingThreads;
+    runner.wait(holder);
+    --waitingThreads;
   }
 }
 
 void OperatorState::Release() {
-  runner.store(0, std::memory_order_release);
-  runner.notify_all();
+  runner.store(0);
+  if (waitingThreads.load()) runner.notify_all();
 }
 
 /// The operators being run, each above the one that needs it. The walk keeps its own stack, so that a chain of
@@ -90,10 +95,9 @@ class OperatorState::Driver {
 
   /// The host's ExecuteParents hands its parents to the collector; one that decides alone runs them itself.
   void AskForParents(OperatorState& state) {
-    boost::container::small_vector<Operator*, 8> wanted;
-    std::vector<Operator*> parents;
     std::vector<Operator*>* const outer = collector_;
-    collector_ = &parents;
+    parents_.clear();
+    collector_ = &parents_;
     try {
       state.self->ExecuteParents();
     } catch (...) {
@@ -101,7 +105,7 @@ class OperatorState::Driver {
       throw;
     }
     collector_ = outer;
-    for (auto parent = parents.rbegin(); parent != parents.rend(); ++parent) Begin(**parent);
+    for (auto parent = parents_.rbegin(); parent != parents_.rend(); ++parent) Begin(**parent);
   }
 
   static void Work(OperatorState& state) {
@@ -139,6 +143,7 @@ class OperatorState::Driver {
   }
 
   boost::container::small_vector<Frame, 16> frames_;
+  std::vector<Operator*> parents_;  ///< kept for its memory
 };
 
 void OperatorState::Run(Operator& top) { Driver(top).Run(); }

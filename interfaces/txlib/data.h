@@ -137,6 +137,7 @@ class ValueTypeDataT : public DataT<T> {
  public:
   ValueTypeDataT() : DataT<T>(boost::make_shared<T>()) {}
   explicit ValueTypeDataT(const T& value) : DataT<T>(boost::make_shared<T>(value)) {}
+  explicit ValueTypeDataT(const boost::shared_ptr<T>& value) : DataT<T>(value ? value : boost::make_shared<T>()) {}
   void SetDataPointer(const boost::shared_ptr<T>& value) override {
     this->value_ = value ? value : boost::make_shared<T>();
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include <boost/pointer_cast.hpp>
@@ -16,6 +17,9 @@ namespace Tamrin::Tessera {
 template <typename W>
 boost::shared_ptr<W> AsDataOf(const boost::shared_ptr<Data>& data) {
   if (!data) return nullptr;
+  // The exact class is by far the most frequent, and told apart without a walk over the bases.
+  const Data& value = *data;
+  if (typeid(value) == typeid(W)) return boost::static_pointer_cast<W>(data);
   if (auto same = boost::dynamic_pointer_cast<W>(data)) return same;
   return boost::dynamic_pointer_cast<W>(data->ConvertTo(W::DefaultTypeName()));
 }
