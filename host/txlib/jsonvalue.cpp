@@ -11,7 +11,7 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-const JsonValue kNull;
+const JsonValue kNull{};
 
 /// Truncates; what is beyond the range becomes its end, NaN 0.
 template <typename Integer>

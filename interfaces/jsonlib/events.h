@@ -14,7 +14,7 @@ class EventHandler {
   virtual ~EventHandler() = default;
   virtual bool Null() = 0;
   virtual bool Bool(bool value) = 0;
-  virtual bool Int(std::int64_t value) = 0;      ///< an integer literal that fits 64 bits signed
+  virtual bool Int(std::int64_t value) = 0;        ///< an integer literal that fits 64 bits signed
   virtual bool Unsigned(std::uint64_t value) = 0;  ///< an integer literal above that
   virtual bool Double(double value) = 0;
   virtual bool String(std::string_view text) = 0;

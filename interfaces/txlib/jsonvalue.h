@@ -28,7 +28,7 @@ class JsonValue {
   using Elements = std::vector<JsonValue>;
   using Members = std::vector<Member>;
 
-  JsonValue() noexcept = default;
+  JsonValue() noexcept {}  // provided, so that a constant may be declared without braces
   JsonValue(const std::wstring& text);
   JsonValue(const wchar_t* text);
   JsonValue(bool value) noexcept;
