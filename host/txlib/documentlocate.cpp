@@ -1,0 +1,229 @@
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "documentfaults.h"
+#include "jsonlib/events.h"
+#include "kcommon/kstr.h"
+
+namespace Tamrin::Tessera {
+
+namespace {
+
+constexpr std::size_t kQuotedLength = 60;
+
+bool IsPlainKey(std::string_view key) {
+  return !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-';
+  });
+}
+
+/// Follows the events of a text and notes where the values of the wanted paths begin.
+class Locator : public korven::jsonlib::EventHandler {
+ public:
+  Locator(std::string_view text, std::unordered_map<std::string, std::size_t>& wanted) : text_(text), wanted_(wanted) {}
+
+  bool Null() override { return Value(); }
+  bool Bool(bool) override { return Value(); }
+  bool Int(std::int64_t) override { return Value(); }
+  bool Unsigned(std::uint64_t) override { return Value(); }
+  bool Double(double) override { return Value(); }
+  bool String(std::string_view) override { return Value(); }
+  bool StartObject() override { return Open(false); }
+  bool StartArray() override { return Open(true); }
+  bool EndObject() override { return Close(); }
+  bool EndArray() override { return Close(); }
+  bool Key(std::string_view key) override {
+    path_.resize(levels_.back().length);
+    AppendPathKey(path_, key);
+    behind_ = offset;
+    return true;
+  }
+
+ private:
+  struct Level {
+    std::size_t length;  ///< of the path of the array or object
+    std::size_t next;    ///< element
+    bool isArray;
+  };
+
+  void Enter() {
+    if (!levels_.empty() && levels_.back().isArray) {
+      path_.resize(levels_.back().length);
+      AppendPathIndex(path_, levels_.back().next++);
+    }
+    const auto found = wanted_.find(path_);
+    if (found != wanted_.end() && found->second == std::string::npos) found->second = Begin();
+    behind_ = offset;
+  }
+  bool Value() {
+    Enter();
+    return true;
+  }
+  bool Open(bool isArray) {
+    Enter();
+    levels_.push_back({path_.size(), 0, isArray});
+    return true;
+  }
+  bool Close() {
+    path_.resize(levels_.back().length);
+    levels_.pop_back();
+    behind_ = offset;
+    return true;
+  }
+
+  /// Where the token begins: behind the one before, past blanks, separators and comments.
+  std::size_t Begin() const {
+    std::size_t at = behind_;
+    while (at < text_.size()) {
+      const char c = text_[at];
+      if (c == '/' && at + 1 < text_.size()) {
+        const bool isLine = text_[at + 1] == '/';
+        const std::size_t end = text_.find(isLine ? "\n" : "*/", at + 2);
+        at = end == std::string_view::npos ? text_.size() : end + (isLine ? 1 : 2);
+      } else if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == ',' || c == ':') {
+        ++at;
+      } else {
+        break;
+      }
+    }
+    return at;
+  }
+
+  std::string_view text_;
+  std::unordered_map<std::string, std::size_t>& wanted_;
+  std::string path_;
+  std::vector<Level> levels_;
+  std::size_t behind_ = 0;
+};
+
+/// The path without its last step; false where it has none.
+bool ShortenPath(std::string& path) {
+  if (path.empty()) return false;
+  if (path.size() > 2 && path.compare(path.size() - 2, 2, "\"]") == 0) {
+    const std::size_t bracket = path.rfind("[\"");
+    path.resize(bracket == std::string::npos ? 0 : bracket);
+    return true;
+  }
+  const std::size_t cut = path.find_last_of(".[");
+  path.resize(cut == std::string::npos ? 0 : cut);
+  return true;
+}
+
+/// Line ends of the text, so that many offsets are told in one pass.
+class Lines {
+ public:
+  explicit Lines(std::string_view text) : text_(text) {
+    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1))
+      starts_.push_back(at + 1);
+  }
+  void Locate(std::size_t offset, std::size_t& line, std::size_t& column) const {
+    const auto next = std::upper_bound(starts_.begin(), starts_.end(), offset);
+    line = static_cast<std::size_t>(next - starts_.begin());
+    const std::string_view before = text_.substr(*(next - 1), offset - *(next - 1));
+    column = 1 + static_cast<std::size_t>(std::count_if(before.begin(), before.end(), [](char c) {
+                   return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+                 }));
+  }
+
+ private:
+  std::string_view text_;
+  std::vector<std::size_t> starts_{0};
+};
+
+std::string Joined(const std::vector<DocumentProblem>& problems) {
+  std::wstring text;
+  for (const DocumentProblem& problem : problems) {
+    if (problem.warning) continue;
+    if (!text.empty()) text += L'\n';
+    text += problem.ToString();
+  }
+  return kstr_ToUtf8(text);
+}
+
+}  // namespace
+
+void AppendPathKey(std::string& path, std::string_view key) {
+  if (IsPlainKey(key)) {
+    if (!path.empty()) path += '.';
+    path += key;
+    return;
+  }
+  path += '[';
+  korven::jsonlib::AppendQuoted(path, key);
+  path += ']';
+}
+
+void AppendPathIndex(std::string& path, std::size_t index) { path += "[" + std::to_string(index) + "]"; }
+
+std::string DocumentPlace::ToText() const {
+  std::vector<const DocumentPlace*> steps;
+  for (const DocumentPlace* place = this; place->parent_; place = place->parent_) steps.push_back(place);
+  std::string path;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    if ((*step)->isIndex_) AppendPathIndex(path, (*step)->index_);
+    else AppendPathKey(path, (*step)->key_);
+  }
+  return path;
+}
+
+void DocumentFaults::Add(std::string path, std::wstring text, bool warning) {
+  problems_.push_back({std::move(path), 0, 0, std::move(text), warning});
+  hasErrors_ = hasErrors_ || !warning;
+}
+
+std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) {
+  // A path that the text does not have, such as that of a key left out, lies where the value around it begins.
+  std::unordered_map<std::string, std::size_t> wanted;
+  for (const DocumentProblem& problem : problems_) {
+    std::string path = problem.path;
+    do {
+      if (!wanted.emplace(path, std::string::npos).second) break;
+    } while (ShortenPath(path));
+  }
+  Locator locator(text, wanted);
+  korven::jsonlib::ParseError ignored;
+  korven::jsonlib::ParseEvents(text, locator, {}, ignored);
+  const Lines lines(text);
+  for (DocumentProblem& problem : problems_) {
+    std::string path = problem.path;
+    std::size_t offset = wanted[path];
+    while (offset == std::string::npos && ShortenPath(path)) offset = wanted[path];
+    if (offset != std::string::npos) lines.Locate(offset, problem.line, problem.column);
+  }
+  std::stable_sort(problems_.begin(), problems_.end(), [](const DocumentProblem& a, const DocumentProblem& b) {
+    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+  });
+  hasErrors_ = false;
+  return std::exchange(problems_, {});
+}
+
+std::wstring DocumentProblem::ToString() const {
+  std::wstring where = Wide(path);
+  if (line != 0) {
+    const std::wstring numbers = L"line " + std::to_wstring(line) + L", column " + std::to_wstring(column);
+    where = where.empty() ? numbers : where + L" (" + numbers + L")";
+  }
+  return where.empty() ? text : where + L": " + text;
+}
+
+DocumentException::DocumentException(std::vector<DocumentProblem> problems)
+    : std::runtime_error(Joined(problems)), problems_(std::move(problems)) {}
+
+std::wstring Wide(std::string_view text) { return kstr_FromUtf8Lossy(text); }
+
+std::wstring DescribeJson(const JsonValue& json) {
+  if (json.IsArray()) return L"an array";
+  if (json.IsObject()) return L"an object";
+  if (!json.IsString()) return json.Serialize();
+  std::wstring text = json.AsString();
+  if (text.size() > kQuotedLength) text.replace(kQuotedLength - 3, std::wstring::npos, L"...");
+  return L"the string \"" + text + L"\"";
+}
+
+std::wstring DidYouMean(const std::wstring& name, const std::vector<std::wstring>& known) {
+  const std::wstring nearest = kstr_NearestName(name, known);
+  return nearest.empty() ? std::wstring() : L"; did you mean \"" + nearest + L"\"?";
+}
+
+}  // namespace Tamrin::Tessera

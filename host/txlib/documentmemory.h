@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <boost/shared_ptr.hpp>
+#include <boost/weak_ptr.hpp>
+
+#include "enginestate.h"
+#include "txlib/jsonvalue.h"
+#include "txlib/operator.h"
+
+namespace Tamrin::Tessera {
+
+/// What a document said of an operator, and what became of it: saving writes what is unchanged as it stood. The
+/// JSON is shared with the parsed document.
+struct DocumentMemory {
+  std::string id;
+  JsonValue source;  ///< the operator's object; null for an outermost model
+  JsonValue model;   ///< the model object of an operator that holds one, the whole document of an outermost model
+  /// Of the same index as the members of "values" and "attributes" in `source` and "attributes" in `model`, and as
+  /// the elements of "ports" and "connections" in `model`.
+  std::vector<boost::shared_ptr<Data>> values, attributes, modelAttributes, modelPortValues;
+  std::vector<boost::weak_ptr<PortConnection>> connections;
+  int expansions = 0;
+  std::size_t portCount = 0;  ///< when the document had been read; another number tells that ports were edited
+  bool missing = false;       ///< stands for an operator that is not known
+};
+
+/// Null where the operator comes from no document.
+inline DocumentMemory* FindDocumentMemory(Operator& op) { return static_cast<DocumentMemory*>(DocumentSlot(op).get()); }
+
+inline DocumentMemory& GetDocumentMemory(Operator& op) {
+  boost::shared_ptr<void>& slot = DocumentSlot(op);
+  if (!slot) slot = boost::make_shared<DocumentMemory>();
+  return *static_cast<DocumentMemory*>(slot.get());
+}
+
+}  // namespace Tamrin::Tessera

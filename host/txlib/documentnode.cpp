@@ -1,0 +1,326 @@
+#include <algorithm>
+
+#include "documentreader.h"
+#include "operatornotfound.h"
+#include "txlib/conversion.h"
+#include "txlib/datajson.h"
+#include "txlib/factories.h"
+
+namespace Tamrin::Tessera {
+
+namespace {
+
+using namespace DocumentKeys;
+
+bool IsId(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-';
+  });
+}
+
+std::wstring Family(const std::wstring& name) {
+  std::size_t end = name.size();
+  while (end > 0 && name[end - 1] >= L'0' && name[end - 1] <= L'9') --end;
+  return name.substr(0, end);
+}
+
+std::size_t CountFamily(const Operator& op, const std::wstring& family) {
+  const auto& ports = op.GetPorts();
+  return static_cast<std::size_t>(
+      std::count_if(ports.begin(), ports.end(), [&](const auto& port) { return Family(port->GetName()) == family; }));
+}
+
+bool ParseKind(std::string_view text, PortType& kind) {
+  if (text == "input") kind = PortType::Input;
+  else if (text == "output") kind = PortType::Output;
+  else if (text == "setting") kind = PortType::Setting;
+  else return false;
+  return true;
+}
+
+const wchar_t* KindName(PortType kind) {
+  return kind == PortType::Input ? L"input" : kind == PortType::Output ? L"output" : L"setting";
+}
+
+/// Makes the port by adding sets of ports, as long as they bring ports of its family.
+boost::shared_ptr<Port> ExpandUntil(Operator& op, DocumentMemory& memory, const std::wstring& name) {
+  if (!op.IsExpandible()) return nullptr;
+  const std::wstring family = Family(name);
+  if (name.size() - family.size() > 5) return nullptr;  // beyond the limit of sets
+  for (int calls = 0; calls < kMaxExpansions; ++calls) {
+    const std::size_t before = op.GetPorts().size();
+    const std::size_t ofFamily = CountFamily(op, family);
+    op.AddExpansionPorts();
+    if (op.GetPorts().size() != before) ++memory.expansions;
+    if (auto port = op.GetPort(name)) return port;
+    if (CountFamily(op, family) == ofFamily) return nullptr;
+  }
+  return nullptr;
+}
+
+class NodeReader {
+ public:
+  NodeReader(DocumentReading& reading, const JsonValue& json, const DocumentPlace& place, DocumentNode& node)
+      : reading_(reading), json_(json), place_(place), node_(node) {}
+
+  void Read() {
+    if (!reading_.Collect(json_, place_, kNode, keys_)) return;
+    ReadId();
+    if (!MakeOperator()) return;
+    DocumentMemory& memory = *node_.memory;
+    if (memory.missing) {
+      ReadMissing();
+      return;
+    }
+    if (keys_[NodeDisplayName] && reading_.IsText(*keys_[NodeDisplayName], {place_, kNode[NodeDisplayName]}))
+      node_.op->SetDisplayName(keys_[NodeDisplayName]->AsString());
+    if (keys_[Expansions]) ReadExpansions();
+    if (keys_[NodeAttributes])
+      ReadAttributes(reading_, *node_.op, *keys_[NodeAttributes], {place_, kNode[NodeAttributes]}, memory.attributes);
+    if (keys_[NodeModel]) ReadModel();
+    if (keys_[Values]) ReadEarlyValues();
+    // The operators of a model of this document have been configured already, each at its turn.
+    if (!keys_[NodeModel]) reading_.Guard(place_, [&] { node_.op->Configure(); });
+    if (keys_[NodePorts]) ReadPorts();
+    if (keys_[Values]) ReadLateValues();
+  }
+
+ private:
+  void ReadId() {
+    const DocumentPlace place(place_, kNode[Id]);
+    if (!keys_[Id]) {
+      reading_.faults.Error(place, L"found nothing, expected an id");
+      return;
+    }
+    if (!reading_.IsText(*keys_[Id], place)) return;
+    if (IsId(keys_[Id]->AsUtf8())) node_.id = keys_[Id]->AsUtf8();
+    else reading_.WrongType(*keys_[Id], place, L"an id of letters, digits, \"_\" and \"-\"");
+  }
+
+  bool MakeOperator() {
+    const DocumentPlace place(place_, kNode[NodeOperator]);
+    if (!keys_[NodeOperator]) {
+      reading_.faults.Error(place, L"found nothing, expected the name of an operator");
+      return false;
+    }
+    if (!reading_.IsText(*keys_[NodeOperator], place)) return false;
+    node_.op = reading_.Create(keys_[NodeOperator]->AsUtf8(), place);
+    const bool missing = !node_.op;
+    if (missing) {
+      node_.op = boost::make_shared<OperatorNotFound>();
+      node_.op->Initialize();
+    }
+    node_.memory = &GetDocumentMemory(*node_.op);
+    node_.memory->id = node_.id;
+    node_.memory->source = json_;
+    node_.memory->missing = missing;
+    return true;
+  }
+
+  /// What is known of an operator that is not: its names and ports. All else stays in its JSON.
+  void ReadMissing() {
+    Operator& op = *node_.op;
+    const JsonValue* display = keys_[NodeDisplayName];
+    const std::wstring dotted = keys_[NodeOperator]->AsString();
+    op.SetDisplayName(display && display->IsString() ? display->AsString() : dotted.substr(dotted.find(L'.') + 1));
+    if (keys_[NodePorts]) ReadMissingPorts();
+    if (!keys_[Values] || !reading_.IsObject(*keys_[Values], {place_, kNode[Values]})) return;
+    for (const JsonValue::Member& member : keys_[Values]->GetMembers()) {
+      const auto port = node_.FindPort(reading_, member.key, place_, PortType::Input);
+      boost::shared_ptr<Data> data;
+      std::wstring error;
+      std::string inside;
+      if (port && !port->IsOutput() && DataFromDocumentJson(member.value, data, error, inside)) port->SetData(data);
+    }
+  }
+
+  void ReadMissingPorts() {
+    const DocumentPlace listPlace(place_, kNode[NodePorts]);
+    if (!reading_.IsArray(*keys_[NodePorts], listPlace)) return;
+    for (std::size_t i = 0; i < keys_[NodePorts]->Count(); ++i) {
+      const DocumentPlace place(listPlace, i);
+      const JsonValue& json = keys_[NodePorts]->GetElements()[i];
+      const JsonValue* name = json.Find("name");
+      if (!name || !reading_.IsText(*name, place)) continue;
+      PortType kind = PortType::Input;
+      if (const JsonValue* text = json.Find("kind")) ParseKind(text->AsUtf8(), kind);
+      const JsonValue* type = json.Find("type");
+      const ObjectName typeName = type ? ObjectName::FromString(type->AsString()) : Data::DefaultTypeName();
+      reading_.Guard(place, [&] {
+        const auto port = node_.op->CreatePort(name->AsString(), typeName, kind);
+        if (const JsonValue* display = json.Find("displayName")) port->SetDisplayName(display->AsString());
+        if (const JsonValue* optional = json.Find("optional")) port->SetIsOptional(optional->AsBool());
+        if (const JsonValue* hidden = json.Find("hidden")) port->SetIsHidden(hidden->AsBool());
+      });
+    }
+  }
+
+  void ReadExpansions() {
+    const DocumentPlace place(place_, kNode[Expansions]);
+    const JsonValue& json = *keys_[Expansions];
+    const std::int64_t count = json.AsInt64();
+    if (!json.IsInteger() || count > kMaxExpansions || count < -kMaxExpansions) {
+      reading_.WrongType(json, place, L"a whole number from -20000 to 20000");
+      return;
+    }
+    if (count != 0 && !node_.op->IsExpandible())
+      reading_.faults.Warn(place, L"found " + json.Serialize() + L", but the operator \"" +
+                                      node_.op->GetOperatorName() + L"\" has no ports to repeat");
+    reading_.Guard(place, [&] {
+      for (std::int64_t i = 0; i < count; ++i) node_.op->AddExpansionPorts();
+      for (std::int64_t i = 0; i > count; --i) node_.op->RemoveExpansionPorts();
+    });
+    node_.memory->expansions = static_cast<int>(count);
+  }
+
+  void ReadModel() {
+    const DocumentPlace place(place_, kNode[NodeModel]);
+    const auto model = boost::dynamic_pointer_cast<Model>(node_.op);
+    if (!model) {
+      reading_.faults.Error(place, L"found a model, but the operator \"" + node_.op->GetOperatorName() +
+                                       L"\" can't hold one");
+      return;
+    }
+    if (reading_.depth >= kMaxModelNesting) {
+      reading_.faults.Error(place, L"found models nested more than " + std::to_wstring(kMaxModelNesting) +
+                                       L" levels deep, expected fewer");
+      return;
+    }
+    ++reading_.depth;
+    DocumentModelReader(reading_, model, *keys_[NodeModel], place, false).Read();
+    --reading_.depth;
+  }
+
+  void ReadEarlyValues() {
+    const DocumentPlace place(place_, kNode[Values]);
+    if (!reading_.IsObject(*keys_[Values], place)) {
+      keys_[Values] = nullptr;
+      return;
+    }
+    const auto& members = keys_[Values]->GetMembers();
+    node_.memory->values.resize(members.size());
+    for (std::size_t i = 0; i < members.size(); ++i) {
+      if (const auto port = node_.op->GetPort(Wide(members[i].key))) ReadValue(*port, i, place);
+      else late_.push_back(i);
+    }
+  }
+
+  void ReadLateValues() {
+    const DocumentPlace place(place_, kNode[Values]);
+    for (const std::size_t index : late_) {
+      const std::string& name = keys_[Values]->GetMembers()[index].key;
+      const auto port = node_.FindPort(reading_, name, {place, name}, PortType::Input);
+      if (port) ReadValue(*port, index, place);
+    }
+  }
+
+  void ReadValue(Port& port, std::size_t index, const DocumentPlace& place) {
+    const JsonValue::Member& member = keys_[Values]->GetMembers()[index];
+    const DocumentPlace memberPlace(place, member.key);
+    if (port.IsOutput()) {
+      reading_.faults.Error(memberPlace, L"found a value for the output \"" + port.GetName() +
+                                             L"\", expected the name of an input or setting");
+      return;
+    }
+    ReadPortValue(reading_, port, member.value, memberPlace, node_.memory->values[index]);
+  }
+
+  void ReadPorts() {
+    const DocumentPlace place(place_, kNode[NodePorts]);
+    if (!reading_.IsArray(*keys_[NodePorts], place)) return;
+    for (std::size_t i = 0; i < keys_[NodePorts]->Count(); ++i)
+      ReadOverride(keys_[NodePorts]->GetElements()[i], {place, i});
+  }
+
+  void ReadOverride(const JsonValue& json, const DocumentPlace& place) {
+    const JsonValue* keys[OverrideCount] = {};
+    if (!reading_.Collect(json, place, kOverride, keys)) return;
+    const DocumentPlace namePlace(place, kOverride[OverrideName]);
+    if (!keys[OverrideName]) {
+      reading_.faults.Error(namePlace, L"found nothing, expected the name of a port");
+      return;
+    }
+    if (!reading_.IsText(*keys[OverrideName], namePlace)) return;
+    const JsonValue* removed = keys[OverrideRemoved];
+    if (removed && reading_.IsTruth(*removed, {place, kOverride[OverrideRemoved]}) && removed->AsBool()) {
+      const std::wstring name = keys[OverrideName]->AsString();
+      bool done = false;
+      reading_.Guard(place, [&] { done = node_.op->RemovePort(name); });
+      if (!done) reading_.faults.Warn(namePlace, L"found the port \"" + name + L"\", which is not there to be removed");
+      return;
+    }
+    const auto port = node_.FindPort(reading_, keys[OverrideName]->AsUtf8(), namePlace, PortType::Input);
+    if (port) ApplyOverride(*port, keys, place);
+  }
+
+  void ApplyOverride(Port& port, const JsonValue* const* keys, const DocumentPlace& place) {
+    if (const JsonValue* kind = keys[OverrideKind]) {
+      PortType wanted = PortType::Input;
+      const DocumentPlace kindPlace(place, kOverride[OverrideKind]);
+      if (!ParseKind(kind->AsUtf8(), wanted))
+        reading_.WrongType(*kind, kindPlace, L"\"input\", \"output\" or \"setting\"");
+      else if (wanted != port.GetPortType())
+        reading_.faults.Error(kindPlace, L"found \"" + kind->AsString() + L"\", but the port \"" + port.GetName() +
+                                             L"\" is of kind \"" + KindName(port.GetPortType()) + L"\"");
+    }
+    if (const JsonValue* type = keys[OverrideType]) ApplyType(port, *type, {place, kOverride[OverrideType]});
+    const JsonValue* display = keys[OverrideDisplayName];
+    if (display && reading_.IsText(*display, {place, kOverride[OverrideDisplayName]}))
+      port.SetDisplayName(display->AsString());
+    const JsonValue* optional = keys[OverrideOptional];
+    if (optional && reading_.IsTruth(*optional, {place, kOverride[OverrideOptional]}))
+      port.SetIsOptional(optional->AsBool());
+    const JsonValue* hidden = keys[OverrideHidden];
+    if (hidden && reading_.IsTruth(*hidden, {place, kOverride[OverrideHidden]})) port.SetIsHidden(hidden->AsBool());
+  }
+
+  void ApplyType(Port& port, const JsonValue& json, const DocumentPlace& place) {
+    if (!reading_.IsText(json, place)) return;
+    const ObjectName type = ObjectName::FromString(json.AsString());
+    if (type == Data::DefaultTypeName() || DataFactory::Contains(type.Namespace, type.Name)) {
+      port.SetSupportedTypes({type});
+      return;
+    }
+    std::vector<std::wstring> names;
+    for (const ObjectName& name : DataFactory::GetNames()) names.push_back(name.ToString());
+    reading_.faults.Error(place, L"found the unknown type \"" + json.AsString() + L"\"" +
+                                     DidYouMean(json.AsString(), names));
+  }
+
+  DocumentReading& reading_;
+  const JsonValue& json_;
+  const DocumentPlace& place_;
+  DocumentNode& node_;
+  const JsonValue* keys_[NodeCount] = {};
+  std::vector<std::size_t> late_;
+};
+
+}  // namespace
+
+boost::shared_ptr<Port> DocumentNode::FindPort(DocumentReading& reading, std::string_view name,
+                                               const DocumentPlace& place, PortType kindIfMissing) const {
+  const std::wstring wide = Wide(name);
+  boost::shared_ptr<Port> port = op->GetPort(wide);
+  if (port) return port;
+  reading.Guard(place, [&] {
+    if (memory->missing) port = op->CreatePort(wide, Data::DefaultTypeName(), kindIfMissing);
+    else port = ExpandUntil(*op, *memory, wide);
+  });
+  if (port) return port;
+  std::vector<std::wstring> known;
+  for (const auto& each : op->GetPorts()) known.push_back(each->GetName());
+  std::wstring hint = DidYouMean(wide, known);
+  if (hint.empty()) {
+    for (const std::wstring& each : known) hint += (hint.empty() ? L"; its ports are \"" : L", \"") + each + L"\"";
+  }
+  reading.faults.Error(place, L"found the unknown port \"" + wide + L"\" of the operator \"" + op->GetOperatorName() +
+                                  L"\"" + hint);
+  return nullptr;
+}
+
+void ReadDocumentNode(DocumentReading& reading, const JsonValue& json, const DocumentPlace& place,
+                      DocumentNode& node) {
+  NodeReader(reading, json, place, node).Read();
+}
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,167 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "documentfaults.h"
+#include "documentmemory.h"
+#include "txlib/document.h"
+#include "txlib/model.h"
+
+namespace Tamrin::Tessera {
+
+constexpr const char* kPlainFormat = "TesseraModelFormat";
+constexpr int kPlainVersion = 1;
+constexpr unsigned kMaxModelNesting = 1000;
+/// More sets of ports than any person asks for: a slip of the pen must not fill the memory.
+constexpr int kMaxExpansions = 20000;
+
+/// Keys of the objects of a document, in the order in which they are written.
+namespace DocumentKeys {
+enum ModelKey { Format, Version, OperatorOf, Name, Namespace, DisplayName, DisplayCategory, Icon, Description, Keywords,
+             Ports, Operators, Connections, Order, Tails, Attributes, ModelCount };
+inline constexpr std::string_view kModel[] = {"format", "version", "operator", "name", "namespace", "displayName",
+                                              "displayCategory", "icon", "description", "keywords", "ports",
+                                              "operators", "connections", "order", "tails", "attributes"};
+enum ModelPortKey { PortName, PortAlias, PortValue, PortDisplayName, PortOptional, PortHidden, ModelPortCount };
+inline constexpr std::string_view kModelPort[] = {"name", "alias", "value", "displayName", "optional", "hidden"};
+enum NodeKey { Id, NodeOperator, NodeDisplayName, Expansions, Values, NodeAttributes, NodePorts, NodeModel, NodeCount };
+inline constexpr std::string_view kNode[] = {"id", "operator", "displayName", "expansions", "values", "attributes",
+                                             "ports", "model"};
+enum OverrideKey { OverrideName, OverrideKind, OverrideType, OverrideDisplayName, OverrideOptional, OverrideHidden,
+                OverrideRemoved, OverrideCount };
+inline constexpr std::string_view kOverride[] = {"name", "kind", "type", "displayName", "optional", "hidden",
+                                                 "removed"};
+enum ConnectionKey { From, To, ConnectionCount };
+inline constexpr std::string_view kConnection[] = {"from", "to"};
+enum OrderKey { Before, After, OrderCount };
+inline constexpr std::string_view kOrder[] = {"before", "after"};
+}  // namespace DocumentKeys
+
+/// What the readers of one document share.
+struct DocumentReading {
+  DocumentFaults faults;
+  bool unknownOperatorIsError = false;
+  unsigned depth = 0;
+
+  /// Values of the known keys, of the same index; warns of the others. False, and a fault, where it is no object.
+  bool Collect(const JsonValue& json, const DocumentPlace& place, std::span<const std::string_view> keys,
+               const JsonValue** found);
+  void WrongType(const JsonValue& json, const DocumentPlace& place, const wchar_t* expected);
+  bool IsText(const JsonValue& json, const DocumentPlace& place);
+  bool IsArray(const JsonValue& json, const DocumentPlace& place);
+  bool IsObject(const JsonValue& json, const DocumentPlace& place);
+  bool IsTruth(const JsonValue& json, const DocumentPlace& place);
+  /// Runs what calls into an operator; what it raises becomes a fault of the document.
+  template <typename Call>
+  void Guard(const DocumentPlace& place, const Call& call) {
+    try {
+      call();
+    } catch (...) {
+      NoteException(place);
+    }
+  }
+  void NoteException(const DocumentPlace& place);
+  /// New operator, initialised; null for an unknown name, which is told.
+  boost::shared_ptr<Operator> Create(std::string_view dottedName, const DocumentPlace& place);
+
+ private:
+  struct TypeName {
+    std::wstring nameSpace, name;
+    std::wstring unknown;  ///< the message of a name that is not known
+  };
+  std::unordered_map<std::string_view, TypeName> types_;
+};
+
+/// Sets a document's value on a port. `applied` becomes what the port holds now.
+void ReadPortValue(DocumentReading& reading, Port& port, const JsonValue& json, const DocumentPlace& place,
+                   boost::shared_ptr<Data>& applied);
+void ReadAttributes(DocumentReading& reading, Operator& op, const JsonValue& json, const DocumentPlace& place,
+                    std::vector<boost::shared_ptr<Data>>& applied);
+
+/// An operator of a model that is being read.
+struct DocumentNode {
+  std::string_view id;
+  boost::shared_ptr<Operator> op;  ///< null where the document's entry is too faulty to make one
+  DocumentMemory* memory = nullptr;
+
+  /// The port, made by expansion where it has to be; null, and a fault, for an unknown one.
+  boost::shared_ptr<Port> FindPort(DocumentReading& reading, std::string_view name, const DocumentPlace& place,
+                                   PortType kindIfMissing) const;
+};
+
+/// Reads one entry of "operators".
+void ReadDocumentNode(DocumentReading& reading, const JsonValue& json, const DocumentPlace& place, DocumentNode& node);
+
+/// Reads a model object into a model.
+class DocumentModelReader {
+ public:
+  DocumentModelReader(DocumentReading& reading, const boost::shared_ptr<Model>& model, const JsonValue& json,
+                      const DocumentPlace& place, bool outermost)
+      : reading_(reading), model_(model), json_(json), place_(place), outermost_(outermost) {}
+  void Read();
+
+ private:
+  void ReadIdentity();
+  void ReadOperators();
+  void ReadConnections();
+  void ReadConnection(const JsonValue& json, const DocumentPlace& place, boost::weak_ptr<PortConnection>& made);
+  void ReadOrder();
+  void ReadTails();
+  void CheckCycles();
+  void ReadPorts();
+  void ReadModelPort(const JsonValue& json, const DocumentPlace& place, boost::shared_ptr<Data>& applied);
+  boost::shared_ptr<Port> MakeAliases(const std::wstring& name, const JsonValue& alias, const DocumentPlace& place);
+  bool MakeAlias(const std::wstring& name, const JsonValue& alias, const DocumentPlace& place,
+                 boost::shared_ptr<Port>& made);
+  /// Index of the operator, or none and a fault.
+  std::size_t FindNode(const JsonValue& id, const DocumentPlace& place);
+  std::size_t FindNodeById(std::string_view id, const DocumentPlace& place);
+  /// The port that "ID.PORT" names.
+  boost::shared_ptr<Port> FindEnd(const JsonValue& json, const DocumentPlace& place, PortType kind, std::size_t& node);
+  void SetText(DocumentKeys::ModelKey key, void (Operator::*set)(const std::wstring&));
+
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+  DocumentReading& reading_;
+  const boost::shared_ptr<Model>& model_;
+  const JsonValue& json_;
+  const DocumentPlace& place_;
+  const bool outermost_;
+  const JsonValue* keys_[DocumentKeys::ModelCount] = {};
+  DocumentMemory* memory_ = nullptr;
+  std::vector<DocumentNode> nodes_;
+  std::unordered_map<std::string_view, std::size_t> byId_;
+  std::vector<std::pair<std::size_t, std::size_t>> edges_;
+  std::unordered_map<const Port*, std::size_t> connected_;
+  std::unordered_map<std::wstring, std::size_t> portNames_;
+};
+
+/// The members of one cycle each, in their order along it, as indexes of nodes.
+std::vector<std::vector<std::size_t>> FindCycles(std::size_t nodes,
+                                                 const std::vector<std::pair<std::size_t, std::size_t>>& edges);
+
+/// The folder that relative names in documents opened on this thread are taken from while it lives.
+class DocumentFolderScope {
+ public:
+  explicit DocumentFolderScope(std::wstring folder);
+  ~DocumentFolderScope();
+  DocumentFolderScope(const DocumentFolderScope&) = delete;
+  DocumentFolderScope& operator=(const DocumentFolderScope&) = delete;
+  static const std::wstring& Current();
+  /// Documents that are being opened inside each other.
+  static unsigned Depth();
+
+ private:
+  std::wstring outer_;
+};
+
+}  // namespace Tamrin::Tessera

@@ -1,0 +1,196 @@
+#include <algorithm>
+
+#include "builtin.h"
+#include "documentreader.h"
+#include "kcommon/kerr.h"
+#include "kcommon/kfio.h"
+#include "kcommon/kfnp.h"
+#include "kcommon/kstr.h"
+#include "kcommon/ktxt.h"
+#include "plugin/pluginmanager.h"
+#include "txlib/factories.h"
+
+#include <boost/filesystem.hpp>
+
+namespace Tamrin::Tessera {
+
+namespace {
+
+using korven::plugin::AvailablePluginProxy;
+using korven::plugin::IPlugin;
+using korven::plugin::PluginManager;
+using FormatPtr = boost::shared_ptr<ModelFormat>;
+
+constexpr const wchar_t* kPlainName = L"TesseraModelFormat";
+constexpr const wchar_t* kPlainExtension = L".tsmx";
+/// Documents that link documents: far more than any that is meant.
+constexpr unsigned kMaxLinkDepth = 100;
+
+ModelInfo PlainInfo(const std::string& utf8) {
+  ModelInfo info;
+  JsonValue json;
+  std::string error;
+  if (!json.DeserializeUtf8(utf8, true, &error)) {
+    DocumentProblem problem;
+    problem.text = Wide(error);
+    throw DocumentException({problem});
+  }
+  info.name = json[L"name"].AsString();
+  info.nameSpace = json[L"namespace"].AsString();
+  info.displayName = json[L"displayName"].AsString();
+  info.displayCategory = json[L"displayCategory"].AsString();
+  info.icon = json[L"icon"].AsString();
+  info.description = json[L"description"].AsString();
+  info.keywords = json[L"keywords"].AsString();
+  return info;
+}
+
+class PlainFormat : public ModelFormat {
+ public:
+  const wchar_t* Name() const override { return kPlainName; }
+  std::wstring GetExtension() const override { return kPlainExtension; }
+  boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring&) override {
+    return PlainDocument::Open(kstr_ToUtf8(text));
+  }
+  std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model) override { return Wide(PlainDocument::Save(model)); }
+  ModelInfo GetModelInfoFromBuffer(const std::wstring& text) override { return PlainInfo(kstr_ToUtf8(text)); }
+};
+
+int FormatProxies(const std::wstring& category, std::vector<boost::shared_ptr<AvailablePluginProxy>>& proxies) {
+  if (!category.empty() && category != L"ModelFormat") return 0;
+  proxies.push_back(AvailablePluginProxy::Create(
+      kPlainName, []() -> boost::shared_ptr<IPlugin> { return boost::make_shared<PlainFormat>(); }));
+  return 0;
+}
+const BuiltInRegistrar kRegistrar(&FormatProxies);
+
+std::vector<FormatPtr> AllFormats() {
+  EnsureBuiltIns();
+  std::vector<FormatPtr> formats;
+  for (const auto& entry : PluginManager::Instance().List(L"ModelFormat")) {
+    if (auto format = boost::dynamic_pointer_cast<ModelFormat>(entry.proxy->CreateInstance())) formats.push_back(format);
+  }
+  return formats;
+}
+
+[[noreturn]] void Refuse(const std::wstring& text) {
+  KorvenLog::CPPException<std::runtime_error>(L"txlib\\modelformatfactory", L"ModelFormatFactory").Throw(__LINE__, text);
+}
+
+std::wstring LastPart(const std::wstring& name) { return name.substr(name.rfind(L'.') + 1); }
+
+FormatPtr FindByName(const std::wstring& name) {
+  if (name == kPlainName) return boost::make_shared<PlainFormat>();
+  std::vector<std::wstring> known;
+  for (const FormatPtr& format : AllFormats()) {
+    const std::wstring registered = format->Name();
+    if (registered == name || LastPart(registered) == LastPart(name)) return format;
+    known.push_back(registered);
+  }
+  Refuse(L"There is no document format \"" + name + L"\"" + DidYouMean(name, known));
+}
+
+FormatPtr FindByExtension(const std::wstring& file) {
+  const std::wstring extension =
+      ktxt_tolower(kfnp_FromNative(boost::filesystem::path(kfnp_ToNative(file)).extension().string()));
+  if (extension == kPlainExtension) return boost::make_shared<PlainFormat>();
+  for (const FormatPtr& format : AllFormats()) {
+    std::wstring own = ktxt_tolower(format->GetExtension());
+    if (!own.empty() && own.front() == L'*') own.erase(0, 1);
+    if (!own.empty() && own.front() != L'.') own.insert(0, 1, L'.');
+    if (own == extension) return format;
+  }
+  return nullptr;
+}
+
+bool LooksPlain(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  return first == std::string_view::npos || text[first] == '{' || text[first] == '/';
+}
+
+FormatPtr FindByText(std::string_view text) {
+  if (LooksPlain(text)) return boost::make_shared<PlainFormat>();
+  for (const FormatPtr& format : AllFormats()) {
+    if (std::wstring(format->Name()) != kPlainName) return format;
+  }
+  return boost::make_shared<PlainFormat>();
+}
+
+bool IsPlain(const ModelFormat& format) { return std::wstring(format.Name()) == kPlainName; }
+
+std::wstring FolderOf(const std::wstring& file) {
+  return kfnp_FromNative(boost::filesystem::absolute(kfnp_ToNative(file)).parent_path().string());
+}
+
+std::wstring Decode(const std::string& bytes) {
+  std::wstring text;
+  std::size_t bad = 0;
+  if (!kstr_FromUtf8(bytes, text, &bad)) Refuse(L"The text is no UTF-8 at byte " + std::to_wstring(bad) + L".");
+  return text;
+}
+
+}  // namespace
+
+boost::shared_ptr<Model> ModelFormatFactory::Open(const std::wstring& file, const std::wstring& format) {
+  if (DocumentFolderScope::Depth() >= kMaxLinkDepth)
+    Refuse(L"The document \"" + file + L"\" is linked more than 100 levels deep: the documents link each other.");
+  const std::string bytes = kfio::ReadBytes(file);
+  FormatPtr found = format.empty() ? FindByExtension(file) : FindByName(format);
+  if (!found) found = FindByText(bytes);
+  const DocumentFolderScope scope(FolderOf(file));
+  const auto model = IsPlain(*found) ? PlainDocument::Open(bytes) : found->OpenFromBuffer(Decode(bytes), file);
+  if (model) model->GetEnvironment()->SetDocumentFolder(DocumentFolderScope::Current());
+  return model;
+}
+
+boost::shared_ptr<Model> ModelFormatFactory::OpenFromBuffer(const std::wstring& text, const std::wstring& format) {
+  if (format == kPlainName) return PlainDocument::Open(kstr_ToUtf8(text));
+  const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
+  return found->OpenFromBuffer(text, std::wstring());
+}
+
+void ModelFormatFactory::Save(const boost::shared_ptr<Model>& model, const std::wstring& file,
+                              const std::wstring& format) {
+  const FormatPtr found = format.empty() ? FindByExtension(file) : FindByName(format);
+  if (!found) {
+    std::wstring known;
+    for (const FormatPtr& each : AllFormats()) known += (known.empty() ? L"\"" : L", \"") + each->GetExtension() + L"\"";
+    Refuse(L"The name \"" + file + L"\" has the extension of no document format; there are " + known + L".");
+  }
+  if (IsPlain(*found)) kfio::WriteBytes(file, PlainDocument::Save(model));
+  else kfio::WriteFile(file, found->SaveToBuffer(model));
+}
+
+std::wstring ModelFormatFactory::SaveToBuffer(const boost::shared_ptr<Model>& model, const std::wstring& format) {
+  return (format.empty() ? boost::make_shared<PlainFormat>() : FindByName(format))->SaveToBuffer(model);
+}
+
+ModelInfo ModelFormatFactory::GetModelInfo(const std::wstring& text, const std::wstring& format) {
+  const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
+  return found->GetModelInfoFromBuffer(text);
+}
+
+bool UIProviderFactory::ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
+                                   const boost::shared_ptr<Operator>& op) {
+  EnsureBuiltIns();
+  for (const std::wstring& registered : {nameSpace + L"." + name, name}) {
+    const auto proxy = PluginManager::Instance().Find(L"UIProvider", registered);
+    if (!proxy) continue;
+    const auto provider = boost::dynamic_pointer_cast<UIProvider>(proxy->CreateInstance());
+    if (provider) return provider->ShowDialog(op);
+  }
+  return false;
+}
+
+using TypeInfoMap = std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>>;
+
+std::wstring ModelFormat::Description() const { return {}; }
+std::wstring ModelFormat::Provider() const { return kEngineProvider; }
+std::wstring ModelFormat::Version() const { return kEngineVersion; }
+TypeInfoMap ModelFormat::TypeInfo() const { return {}; }
+std::wstring UIProvider::Description() const { return {}; }
+std::wstring UIProvider::Provider() const { return kEngineProvider; }
+std::wstring UIProvider::Version() const { return kEngineVersion; }
+TypeInfoMap UIProvider::TypeInfo() const { return {}; }
+
+}  // namespace Tamrin::Tessera
