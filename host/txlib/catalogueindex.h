@@ -33,13 +33,13 @@ class CatalogueIndex {
     return true;
   }
 
-  /// Reads the manager's list again where it has grown; true where it had.
-  bool Refresh() {
+  /// Reads the manager's list again where it has grown. All that was registered before is known afterwards.
+  void Refresh() {
     EnsureBuiltIns();
     const auto entries = korven::plugin::PluginManager::Instance().List(category_);
     {
       const std::shared_lock lock(mutex_);
-      if (entries.size() <= known_) return false;
+      if (entries.size() <= known_) return;
     }
     // Without the lock: a type's constructor may come back here.
     std::unordered_map<std::wstring, Row> rows;
@@ -49,7 +49,6 @@ class CatalogueIndex {
       rows_ = std::move(rows);
       known_ = entries.size();
     }
-    return true;
   }
 
  private:

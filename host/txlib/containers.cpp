@@ -12,6 +12,11 @@ bool IsContainer(const Data& data) {
   return type == typeid(DataListData) || type == typeid(DictionaryData);
 }
 
+boost::shared_ptr<Data> EmptyLike(const Data& container) {
+  if (dynamic_cast<const DataListData*>(&container)) return boost::make_shared<DataListData>();
+  return boost::make_shared<DictionaryData>();
+}
+
 struct CloneTask {
   const Data* from;
   boost::shared_ptr<Data> to;
@@ -19,11 +24,7 @@ struct CloneTask {
 
 boost::shared_ptr<Data> CloneItem(const boost::shared_ptr<Data>& item, std::vector<CloneTask>& tasks) {
   if (!item || !IsContainer(*item)) return item ? item->Clone() : nullptr;
-  boost::shared_ptr<Data> copy;
-  if (typeid(*item.get()) == typeid(DataListData))
-    copy = boost::make_shared<DataListData>();
-  else
-    copy = boost::make_shared<DictionaryData>();
+  const boost::shared_ptr<Data> copy = EmptyLike(*item);
   tasks.push_back({item.get(), copy});
   return copy;
 }
@@ -68,11 +69,7 @@ thread_local DataList* pendingValues = nullptr;
 
 boost::shared_ptr<Data> CloneContainer(const Data& data) {
   std::vector<CloneTask> tasks;
-  boost::shared_ptr<Data> copy;
-  if (dynamic_cast<const DataListData*>(&data))
-    copy = boost::make_shared<DataListData>();
-  else
-    copy = boost::make_shared<DictionaryData>();
+  const boost::shared_ptr<Data> copy = EmptyLike(data);
   tasks.push_back({&data, copy});
   while (!tasks.empty()) {
     const CloneTask task = tasks.back();

@@ -53,10 +53,11 @@ boost::shared_ptr<Conversion> ConversionFactory::Create(const std::wstring& from
   ConversionPtr conversion;
   setKey(fromNamespace, fromName);
   if (index.Find(key, conversion)) return conversion;
-  // Other types may have been made meanwhile on this thread, with conversions of their own: the key is set anew.
-  const bool grown = index.Refresh();
+  // Looked up again also where the list has not grown: another thread may have read it since. The key is set anew,
+  // as types made meanwhile on this thread may have asked for conversions of their own.
+  index.Refresh();
   setKey(fromNamespace, fromName);
-  if (grown && index.Find(key, conversion)) return conversion;
+  if (index.Find(key, conversion)) return conversion;
   setKey(L"*", L"*");
   index.Find(key, conversion);
   return conversion;

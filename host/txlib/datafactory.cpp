@@ -53,7 +53,10 @@ ProxyPtr FindProxy(const std::wstring& nameSpace, const std::wstring& name) {
   static auto& index = *new CatalogueIndex<ProxyPtr>(L"Data", &ReadType);
   const std::wstring key = nameSpace + L"." + name;
   ProxyPtr proxy;
-  if (!index.Find(key, proxy) && index.Refresh()) index.Find(key, proxy);
+  if (index.Find(key, proxy)) return proxy;
+  // Looked up again also where the list has not grown: another thread may have read it since.
+  index.Refresh();
+  index.Find(key, proxy);
   return proxy;
 }
 

@@ -136,7 +136,8 @@ TEST(ConversionTest, AnyThreadMayAsk) {
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&failures] {
       for (int round = 0; round < 2000; ++round) {
-        if (!MakeData<IntData>(round)->ConvertTo(kProbe)) ++failures;
+        const auto probe = boost::dynamic_pointer_cast<ProbeData>(MakeData<IntData>(round)->ConvertTo(kProbe));
+        if (!probe || probe->GetDataValue() != 1) ++failures;
         if (!DataFactory::Create({L"VANTIX", L"Double"}) || !DataFactory::Create(kProbe)) ++failures;
         if (round % 100 == 0 && ConversionFactory::ConversionExists(L"A", L"B", L"C", L"D")) ++failures;
       }
