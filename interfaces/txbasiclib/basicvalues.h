@@ -22,6 +22,9 @@ class TableData : public tessera::DataT<Table> {
   using DataT<Table>::DataT;
   TESSERA_DATA_TYPE(L"Table")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
+  tessera::DataRef operator[](std::int32_t index) override;  ///< the row as a Scalar; assigning leaves the table alone
+  using Data::operator[];
   std::int32_t Count() const override;
 };
 
@@ -30,6 +33,7 @@ class MatrixData : public tessera::DataT<Matrix> {
   using DataT<Matrix>::DataT;
   TESSERA_DATA_TYPE(L"Matrix")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
 };
 
 class ScalarData : public tessera::DataT<Scalar> {
@@ -44,6 +48,7 @@ class BaseDataStackData : public tessera::DataT<KgdaBaseDataStack> {
   using DataT<KgdaBaseDataStack>::DataT;
   TESSERA_DATA_TYPE(L"BaseDataStack")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToShortString() const override;
 };
 
 class AttributeTableData : public tessera::DataT<AttributeTable> {

@@ -8,7 +8,8 @@
 #include "txlib/datarequest.h"
 
 /// Paths into nested values: a key, or keys and [index]es joined by '/'; '\' escapes either character.
-/// "scene/bands/[2]/name". The empty path is no path.
+/// "scene/bands/[2]/name". The empty path is no path, nor is one with an empty step. A key that begins with '[' is
+/// written with '\' in front of it; a '\' before any other character, or at the end, stands for itself.
 namespace Tamrin::TesseraBasic::DataPath {
 
 /// True where the path is well formed and leads to an item, which may be null.

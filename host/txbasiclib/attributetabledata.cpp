@@ -1,0 +1,116 @@
+#include "collectionimpl.h"
+#include "stackjson.h"
+#include "stackparts.h"
+#include "wrapperparts.h"
+
+namespace Tamrin::TesseraBasic {
+namespace {
+
+using tessera::Data;
+using tessera::JsonValue;
+namespace JsonValueType = tessera::JsonValueType;
+
+int OrderOfColumns(const AttributeTable& a, const AttributeTable& b) {
+  const auto& first = a.GetColumns();
+  const auto& second = b.GetColumns();
+  for (std::size_t i = 0; i < first.size() && i < second.size(); ++i) {
+    if (const int order = OrderOf(first[i].name, second[i].name)) return order;
+    if (!first[i].table || !second[i].table) {
+      if (const int order = OrderOf(first[i].table != nullptr, second[i].table != nullptr)) return order;
+      continue;
+    }
+    if (const int order = OrderOfStacks(first[i].table->GetStack(), second[i].table->GetStack())) return order;
+  }
+  return OrderOf(first.size(), second.size());
+}
+
+/// The columns have different names and one number of rows.
+bool FromColumns(const JsonValue& json, AttributeTable& value) {
+  const JsonValue* columns = json.Find("Columns");
+  if (!json.IsObject() || !columns || !columns->IsArray()) return false;
+  AttributeTable read;
+  for (const JsonValue& column : columns->GetElements()) {
+    const JsonValue* name = column.Find("Name");
+    KgdaBaseDataStack stack;
+    if (!name || !name->IsString() || !TableFromJson(column, stack)) return false;
+    if (read.FindColumn(name->AsString())) return false;
+    const auto table = MakeTable(std::move(stack));
+    if (!read.GetColumns().empty() && read.GetColumns().front().table->GetCount() != table->GetCount()) return false;
+    read.GetColumns().push_back({name->AsString(), table});
+  }
+  value = std::move(read);
+  return true;
+}
+
+}  // namespace
+
+std::wstring AttributeTableData::ToString() const {
+  if (HasNoValue()) return {};
+  std::wstring text = L"{";
+  for (const auto& column : GetDataValue().GetColumns()) {
+    if (text.size() > 1) text += L", ";
+    text += QuotedText(column.name) + L": ";
+    text += column.table ? ColumnText(column.table->GetStack(), kNoLimit) : L"null";
+  }
+  return text += L'}';
+}
+
+boost::shared_ptr<Data> AttributeTableData::Clone() const {
+  const auto copy = boost::dynamic_pointer_cast<AttributeTableData>(CopyOf(*this));
+  if (!HasNoValue()) {
+    for (auto& column : copy->GetDataValue().GetColumns())
+      if (column.table) column.table = MakeTable(column.table->GetStack());
+  }
+  return copy;
+}
+
+bool AttributeTableData::FromString(const std::wstring& text) {
+  JsonValue json;
+  return json.Deserialize(text) && json.IsObject() && FromJSON(json);
+}
+
+bool AttributeTableData::ToJSON(JsonValue& json) const {
+  json = JsonValue();
+  if (HasNoValue()) return true;
+  JsonValue columns(JsonValueType::Array);
+  for (const auto& column : GetDataValue().GetColumns()) {
+    if (!column.table) return false;
+    JsonValue item(JsonValueType::Object);
+    item.Set("Name", JsonValue(column.name));
+    const JsonValue table = TableToJson(column.table->GetStack());
+    for (const auto& member : table.GetMembers()) item.Set(member.key, member.value);
+    columns.Append(std::move(item));
+  }
+  json = JsonValue(JsonValueType::Object);
+  json.Set("Columns", std::move(columns));
+  return true;
+}
+
+bool AttributeTableData::FromJSON(const JsonValue& json) { return ReadJson(*this, json, &FromColumns); }
+
+std::uint64_t AttributeTableData::SizeInBytes() const {
+  std::uint64_t size = sizeof(AttributeTableData);
+  if (HasNoValue()) return size;
+  for (const auto& column : GetDataValue().GetColumns()) {
+    size += sizeof(AttributeTable::Column) + column.name.size() * sizeof(wchar_t);
+    if (column.table) size += StackSize(column.table->GetStack());
+  }
+  return size;
+}
+
+std::vector<std::wstring> AttributeTableData::GetKeys() const {
+  std::vector<std::wstring> keys;
+  if (HasNoValue()) return keys;
+  for (const auto& column : GetDataValue().GetColumns()) keys.push_back(column.name);
+  return keys;
+}
+
+tessera::DataRef AttributeTableData::operator[](const std::wstring& key) {
+  const auto table = HasNoValue() ? nullptr : GetDataValue().FindColumn(key);
+  if (!table) return {};
+  return tessera::DataRef(boost::make_shared<TableData>(table));
+}
+
+TESSERA_ORDER(AttributeTableData, &OrderOfColumns)
+
+}  // namespace Tamrin::TesseraBasic
