@@ -6,7 +6,7 @@ import sys
 import tempfile
 import unittest
 
-ROOT = sys.argv.pop(1)
+ROOT = os.path.abspath(sys.argv.pop(1))
 
 
 class BenchTableTest(unittest.TestCase):

@@ -5,7 +5,7 @@ import sys
 import tempfile
 import unittest
 
-ROOT = sys.argv.pop(1)
+ROOT = os.path.abspath(sys.argv.pop(1))
 
 DPKG = """#!/bin/sh
 for word; do case $word in g++|ninja-build) ;; -*) ;; *) echo "installed $word" ;; esac; done

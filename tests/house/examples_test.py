@@ -10,7 +10,7 @@ import sys
 import tempfile
 import unittest
 
-ROOT = sys.argv.pop(1)
+ROOT = os.path.abspath(sys.argv.pop(1))
 EXAMPLES = os.path.join(ROOT, "examples")
 PROGRAM = os.environ["TESSERA"]
 LICENCES = "/usr/share/common-licenses"

@@ -11,7 +11,7 @@ import sys
 import tempfile
 import unittest
 
-ROOT = sys.argv.pop(1)
+ROOT = os.path.abspath(sys.argv.pop(1))
 PROGRAM = os.environ["TESSERA"]
 PAGES = os.path.join(ROOT, "docs", "operators")
 PORT_ROW = re.compile(r"^\| `(\w+)` \| (input|output|setting) \| ([\w, ]+) \|(.*)\|$", re.MULTILINE)

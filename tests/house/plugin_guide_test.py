@@ -9,7 +9,7 @@ import subprocess
 import sys
 import unittest
 
-ROOT = sys.argv.pop(1)
+ROOT = os.path.abspath(sys.argv.pop(1))
 
 
 class PluginGuideTest(unittest.TestCase):

@@ -1,0 +1,87 @@
+#include <CLI/CLI.hpp>
+
+#include "program.h"
+
+namespace TesseraProgram {
+
+namespace {
+
+constexpr const char* kModelHelp = "Model document; - for standard input";
+
+void AddRun(CLI::App& app, Arguments& a) {
+  CLI::App* run = app.add_subcommand("run", "Run a model");
+  run->add_option("MODEL", a.model, kModelHelp)->required();
+  run->add_option("--set", a.sets, "Set an input: NAME=VALUE, or NAME=@FILE to read the value from a file")
+      ->type_name("NAME=VALUE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  run->add_option("--inputs", a.inputs, "JSON file of inputs")->type_name("FILE");
+  run->add_option("--outputs", a.outputs, "Write the outputs as JSON")->type_name("FILE");
+  run->add_flag("--json", a.json, "Print the outputs as JSON");
+  run->add_option("--threads", a.threads, "Number of threads; 0 runs everything serially")->type_name("N");
+  run->add_option("--preferences", a.preferences, "JSON file of preferences")->type_name("FILE");
+  run->add_option("--pref", a.prefs, "Set a preference for this run")
+      ->type_name("CATEGORY/NAME=VALUE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  run->add_option("--log", a.log, "Write the session log there instead of to standard error")->type_name("FILE");
+  run->add_option("--messages", a.messages, "Write each message as a line of JSON")->type_name("FILE");
+  run->add_option("--progress", a.progress, "How progress is shown: auto, bar, plain, none")
+      ->check(CLI::IsMember({"auto", "bar", "plain", "none"}))
+      ->type_name("KIND");
+  run->add_flag("--quiet", a.quiet, "Tell nothing but errors");
+}
+
+void AddOthers(CLI::App& app, Arguments& a) {
+  CLI::App* info = app.add_subcommand("info", "Ports, types, defaults and operators of a model");
+  info->add_option("MODEL", a.model, kModelHelp)->required();
+  info->add_flag("--json", a.json, "As JSON");
+  CLI::App* check = app.add_subcommand("check", "Validate documents without running them");
+  check->add_option("MODEL", a.models, kModelHelp)->required();
+  check->add_flag("--json", a.json, "As JSON");
+  CLI::App* save = app.add_subcommand("save", "Write a model in the format of another extension");
+  save->add_option("MODEL", a.model, kModelHelp)->required();
+  save->add_option("OUTPUT", a.output, "File to write (.tsmx, .tsmc)")->required();
+  CLI::App* list = app.add_subcommand("list", "The catalogue: operators, conversions, data types, formats");
+  list->add_option("CATEGORY", a.category, "operators, conversions, data, datarequests, modelformats, uiproviders");
+  list->add_flag("--json", a.json, "As JSON");
+  CLI::App* describe = app.add_subcommand("describe", "An operator's ports, types, defaults and texts");
+  describe->add_option("OPERATOR", a.operatorName, "Name, such as VANTIX.Report")->required();
+  describe->add_flag("--json", a.json, "As JSON");
+  CLI::App* draw = app.add_subcommand("draw", "A picture of a model: DOT text, or SVG with -o");
+  draw->add_option("MODEL", a.model, kModelHelp)->required();
+  draw->add_option("-o,--output", a.output, "Picture to write (.svg), or DOT text (.dot)")->type_name("FILE");
+  CLI::App* preferences = app.add_subcommand("preferences", "The preference store");
+  preferences->add_option("ACTION", a.action, "get, set or list")->check(CLI::IsMember({"get", "set", "list"}));
+  preferences->add_option("NAME", a.preference, "CATEGORY/NAME");
+  preferences->add_option("VALUE", a.value, "The value to set");
+  preferences->add_flag("--json", a.json, "As JSON");
+}
+
+}  // namespace
+
+bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
+  CLI::App app("Runs dataflow models.", "tessera");
+  app.set_version_flag("--version", "tessera " TESSERA_VERSION);
+  app.require_subcommand(1);
+  AddRun(app, arguments);
+  AddOthers(app, arguments);
+  try {
+    app.parse(count, words);
+  } catch (const CLI::Success& success) {
+    status = app.exit(success);
+    return false;
+  } catch (const CLI::ParseError& error) {
+    std::string text = error.what();
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    std::fprintf(stderr, "error: %s (see tessera --help)\n", text.c_str());
+    status = kRefused;
+    return false;
+  }
+  const CLI::App* command = app.get_subcommands().front();
+  arguments.command = command->get_name();
+  arguments.hasThreads = arguments.command == "run" && command->get_option("--threads")->count() > 0;
+  return true;
+}
+
+}  // namespace TesseraProgram

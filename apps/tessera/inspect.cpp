@@ -1,0 +1,110 @@
+#include <map>
+
+#include "kcommon/kstr.h"
+#include "program.h"
+#include "txlib/factories.h"
+
+namespace TesseraProgram {
+
+using namespace Tamrin::Tessera;
+
+int Info(const Arguments& arguments) {
+  LoadPreferences(arguments);
+  const auto model = OpenModel(arguments.model, false);
+  std::map<std::wstring, int> used;
+  for (const auto& op : model->AllowsReflection() ? model->GetAllOperators(true) : std::vector<boost::shared_ptr<Operator>>())
+    ++used[op->GetOperatorNamespace() + L"." + op->GetOperatorName()];
+  if (!arguments.json) {
+    Print(model->GetDisplayName());
+    if (!model->GetDescription().empty()) Print(model->GetDescription());
+    Print(L"ports:");
+    for (const auto& port : model->GetPorts()) Print(PortToText(*port));
+    Print(L"operators:");
+    for (const auto& [name, count] : used) Print(L"  " + std::to_wstring(count) + L" " + name);
+    return kDone;
+  }
+  JsonValue json(JsonValueType::Object);
+  json.Set("name", JsonValue(model->GetProcessName()));
+  json.Set("namespace", JsonValue(model->GetProcessNamespace()));
+  json.Set("displayName", JsonValue(model->GetDisplayName()));
+  json.Set("description", JsonValue(model->GetDescription()));
+  JsonValue ports(JsonValueType::Array);
+  for (const auto& port : model->GetPorts()) ports.Append(PortToJson(*port));
+  json.Set("ports", std::move(ports));
+  JsonValue operators(JsonValueType::Object);
+  for (const auto& [name, count] : used) operators.Set(kstr_ToUtf8(name), JsonValue(count));
+  json.Set("operators", std::move(operators));
+  PrintJson(json);
+  return kDone;
+}
+
+namespace {
+
+std::vector<DocumentProblem> CheckDocument(const std::string& name) {
+  std::vector<DocumentProblem> problems;
+  try {
+    const bool isOther = name.size() > 5 && name.compare(name.size() - 5, 5, ".tsmc") == 0;
+    if (!isOther) return PlainDocument::Check(ReadModelBytes(name));
+    ModelFormatFactory::Open(WideWord(name), L"");
+  } catch (const DocumentException& exception) {
+    return exception.GetProblems();
+  } catch (const std::exception&) {
+    std::wstring text = CurrentExceptionText();
+    const std::wstring prefix = WideWord(name) + L": ";
+    if (text.compare(0, prefix.size(), prefix) == 0) text.erase(0, prefix.size());
+    problems.push_back({"", 0, 0, text, false});
+  }
+  return problems;
+}
+
+JsonValue ProblemsToJson(const std::string& name, const std::vector<DocumentProblem>& problems) {
+  JsonValue json(JsonValueType::Object);
+  json.Set("file", JsonValue(WideWord(name)));
+  JsonValue list(JsonValueType::Array);
+  for (const DocumentProblem& problem : problems) {
+    JsonValue entry(JsonValueType::Object);
+    entry.Set("path", JsonValue::FromUtf8(problem.path));
+    entry.Set("line", JsonValue(static_cast<int>(problem.line)));
+    entry.Set("column", JsonValue(static_cast<int>(problem.column)));
+    entry.Set("severity", JsonValue(problem.warning ? L"warning" : L"error"));
+    entry.Set("text", JsonValue(problem.text));
+    list.Append(std::move(entry));
+  }
+  json.Set("problems", std::move(list));
+  return json;
+}
+
+}  // namespace
+
+int Check(const Arguments& arguments) {
+  LoadPreferences(arguments);
+  int status = kDone;
+  JsonValue documents(JsonValueType::Array);
+  for (const std::string& name : arguments.models) {
+    const auto problems = CheckDocument(name);
+    for (const DocumentProblem& problem : problems) {
+      if (!problem.warning) status = kRefused;
+    }
+    if (arguments.json) documents.Append(ProblemsToJson(name, problems));
+    PrintProblems(name, problems);
+  }
+  if (arguments.json) {
+    JsonValue json(JsonValueType::Object);
+    json.Set("documents", std::move(documents));
+    PrintJson(json);
+  }
+  return status;
+}
+
+int Save(const Arguments& arguments) {
+  LoadPreferences(arguments);
+  const auto model = OpenModel(arguments.model, false);
+  try {
+    ModelFormatFactory::Save(model, WideWord(arguments.output), L"");
+  } catch (const std::exception&) {
+    throw Refusal(WideWord(arguments.output) + L": " + CurrentExceptionText());
+  }
+  return kDone;
+}
+
+}  // namespace TesseraProgram

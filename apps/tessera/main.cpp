@@ -1,0 +1,30 @@
+#include <cstdio>
+#include <exception>
+#include <unistd.h>
+
+#include "program.h"
+
+int main(int count, char** words) {
+  using namespace TesseraProgram;
+  try {
+    Arguments arguments;
+    int status = 0;
+    if (!ReadArguments(count, words, arguments, status)) return status;
+    PrepareEnvironment();
+    const std::pair<const char*, int (*)(const Arguments&)> commands[] = {
+        {"run", &Run},   {"info", &Info},         {"check", &Check}, {"save", &Save},
+        {"list", &List}, {"describe", &Describe}, {"draw", &Draw},   {"preferences", &Preferences}};
+    for (const auto& [name, call] : commands) {
+      if (arguments.command == name) status = call(arguments);
+    }
+    if (std::fflush(stdout) != 0) throw Refusal(L"standard output can't be written");
+    return status;
+  } catch (const Refusal& refusal) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "error: %s\n", refusal.what());
+  } catch (const std::exception&) {
+    std::fflush(stdout);
+    PrintError(L"error: " + CurrentExceptionText());
+  }
+  return kRefused;
+}

@@ -1,0 +1,170 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <optional>
+
+#include "kcommon/kerr.h"
+#include "kcommon/kfio.h"
+#include "kcommon/kfnp.h"
+#include "kcommon/kstr.h"
+#include "program.h"
+#include "progress.h"
+#include "signals.h"
+#include "values.h"
+
+namespace TesseraProgram {
+
+using namespace Tamrin::Tessera;
+
+namespace {
+
+/// A file that grows line by line; each line is there as soon as it was given.
+class LineFile {
+ public:
+  explicit LineFile(const std::string& name)
+      : file_(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+    if (file_ < 0) throw Refusal(WideWord(name) + L": can't be written: " + kstr_FromUtf8Lossy(std::strerror(errno)));
+  }
+  ~LineFile() { ::close(file_); }
+  LineFile(const LineFile&) = delete;
+  LineFile& operator=(const LineFile&) = delete;
+  void Write(std::string line) {
+    line += '\n';
+    const std::lock_guard lock(mutex_);
+    for (std::size_t done = 0; done < line.size();) {
+      const ssize_t count = ::write(file_, line.data() + done, line.size() - done);
+      if (count < 0 && errno != EINTR) return;
+      if (count > 0) done += static_cast<std::size_t>(count);
+    }
+  }
+
+ private:
+  const int file_;
+  std::mutex mutex_;
+};
+
+struct Failure {
+  std::wstring name;
+  std::wstring text;
+  bool cancelled = false;
+};
+
+/// Where the messages of a run go.
+class Messages {
+ public:
+  Messages(const std::string& file, bool quiet) : quiet_(quiet) {
+    if (!file.empty()) file_.emplace(file);
+  }
+  void Listen(const boost::shared_ptr<Model>& model) {
+    handle_ = model->AddOnMessageCallback(
+        [this](const boost::shared_ptr<Operator>& op, const boost::shared_ptr<Port>&, const std::wstring& text,
+               const std::wstring&, Issue::Severity severity) { Tell(op ? op->GetDisplayName() : L"", text, severity); });
+  }
+  /// An error that its operator has told already is not told twice.
+  void TellFailure(const Failure& failure) {
+    if (lastName_ != failure.name || lastText_ != failure.text) Tell(failure.name, failure.text, Issue::Error);
+  }
+
+ private:
+  void Tell(const std::wstring& name, const std::wstring& text, Issue::Severity severity) {
+    const std::lock_guard lock(mutex_);
+    if (severity == Issue::Error) {
+      lastName_ = name;
+      lastText_ = text;
+    } else if (!quiet_ && !file_) {
+      PrintError((severity == Issue::Warning ? L"warning: " : L"info: ") + name + L": " + text);
+    }
+    if (!file_) return;
+    JsonValue json(JsonValueType::Object);
+    json.Set("severity", JsonValue(static_cast<int>(severity)));
+    json.Set("operator", JsonValue(name));
+    json.Set("text", JsonValue(text));
+    file_->Write(json.SerializeUtf8());
+  }
+
+  const bool quiet_;
+  std::optional<LineFile> file_;
+  std::mutex mutex_;
+  std::wstring lastName_, lastText_;
+  CallbackHandle handle_;
+};
+
+/// Runs the model; what it failed with, or nothing.
+std::optional<Failure> Execute(const boost::shared_ptr<Model>& model) {
+  try {
+    model->Execute();
+    return std::nullopt;
+  } catch (const CancelledException&) {
+    return Failure{model->GetDisplayName(), CurrentExceptionText(), true};
+  } catch (const OperatorException& exception) {
+    return Failure{exception.GetOperatorDisplayName(), exception.get_What()};
+  } catch (...) {
+    Failure failure{ExecutionEnvironment::GetFailedOperator(std::current_exception()), CurrentExceptionText()};
+    if (failure.name.empty()) failure.name = model->GetDisplayName();
+    return failure;
+  }
+}
+
+void SetSessionLog(const Arguments& arguments) {
+  if (!arguments.log.empty()) {
+    const auto file = std::make_shared<LineFile>(arguments.log);
+    kerr_SetSessionLogSink([file](const std::wstring& line) { file->Write(kstr_ToUtf8(line)); });
+  } else if (arguments.quiet) {
+    kerr_SetSessionLogSink(std::function<void(const std::wstring&)>());
+  }
+}
+
+int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model) {
+  if (arguments.hasThreads) model->GetEnvironment()->SetNumThreads(arguments.threads);
+  SignalWatch::SetEnvironment(model->GetEnvironment());
+  if (!arguments.inputs.empty()) ApplyInputs(*model, arguments.inputs);
+  ApplySets(*model, arguments.sets);
+  SetSessionLog(arguments);
+  Messages messages(arguments.messages, arguments.quiet);
+  messages.Listen(model);
+  std::optional<Failure> failure;
+  {
+    const Progress progress(Progress::Choose(arguments.progress, arguments.quiet), model);
+    failure = Execute(model);
+  }
+  if (SignalWatch::Received()) return 128 + SignalWatch::Received();
+  if (failure) {
+    messages.TellFailure(*failure);
+    std::fflush(stdout);
+    PrintError(L"error: " + failure->name + L": " + failure->text);
+    return kModelFailed;
+  }
+  if (!arguments.outputs.empty()) {
+    try {
+      std::string text = OutputsToJson(*model).SerializeUtf8(true);
+      if (text.back() != '\n') text += '\n';
+      kfio::WriteBytes(WideWord(arguments.outputs), text);
+    } catch (const std::exception&) {
+      throw Refusal(WideWord(arguments.outputs) + L": " + CurrentExceptionText());
+    }
+  }
+  if (arguments.json) PrintJson(OutputsToJson(*model));
+  else if (arguments.outputs.empty()) PrintOutputs(*model);
+  return kDone;
+}
+
+}  // namespace
+
+int Run(const Arguments& arguments) {
+  // Before any thread, so that no other takes the signals.
+  const SignalWatch watch;
+  LoadPreferences(arguments);
+  int status = kDone;
+  {
+    const auto model = OpenModel(arguments.model, arguments.quiet);
+    status = RunOpened(arguments, model);
+    SignalWatch::SetEnvironment({});
+  }
+  SignalWatch::LeaveIfSignalled();
+  return status;
+}
+
+}  // namespace TesseraProgram

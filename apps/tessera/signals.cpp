@@ -1,0 +1,110 @@
+#include "signals.h"
+
+#include <dirent.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace TesseraProgram {
+
+using Tamrin::Tessera::ExecutionEnvironment;
+
+namespace {
+
+constexpr auto kPatience = std::chrono::milliseconds(700);
+std::atomic<int> received{0};
+std::mutex environmentMutex;
+boost::shared_ptr<ExecutionEnvironment>& Environment() {
+  static auto& environment = *new boost::shared_ptr<ExecutionEnvironment>;
+  return environment;
+}
+
+sigset_t Signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  return set;
+}
+
+template <typename Visit>
+void ForEachIn(const std::string& folder, const Visit& visit) {
+  DIR* const entries = ::opendir(folder.c_str());
+  if (!entries) return;
+  while (const dirent* entry = ::readdir(entries)) visit(std::string(entry->d_name));
+  ::closedir(entries);
+}
+
+void EndChildren() {
+  ForEachIn("/proc/self/task", [](const std::string& thread) {
+    std::ifstream children("/proc/self/task/" + thread + "/children");
+    for (pid_t child = 0; children >> child;) {
+      // A child that leads a group takes its own children with it.
+      if (::getpgid(child) == child) ::kill(-child, SIGKILL);
+      ::kill(child, SIGKILL);
+    }
+  });
+}
+
+/// Files that this process has open for writing under the name of a file that is not whole yet.
+void RemoveUnfinished() {
+  const std::string mark = "/.tessera-" + std::to_string(::getpid()) + "-";
+  ForEachIn("/proc/self/fd", [&](const std::string& number) {
+    char target[4096] = {};
+    if (::readlink(("/proc/self/fd/" + number).c_str(), target, sizeof target - 1) <= 0) return;
+    if (std::strstr(target, mark.c_str())) ::unlink(target);
+  });
+}
+
+void Watch() {
+  const sigset_t set = Signals();
+  int number = 0;
+  while (::sigwait(&set, &number) != 0) {
+  }
+  received = number;
+  {
+    const std::lock_guard lock(environmentMutex);
+    if (Environment()) Environment()->Cancel();
+  }
+  std::this_thread::sleep_for(kPatience);
+  EndChildren();
+  RemoveUnfinished();
+  ExecutionEnvironment::RemoveTemporaryFolders();
+  ::_exit(128 + number);
+}
+
+}  // namespace
+
+SignalWatch::SignalWatch() {
+  const sigset_t set = Signals();
+  ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  std::thread(&Watch).detach();
+}
+
+void SignalWatch::SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment) {
+  const std::lock_guard lock(environmentMutex);
+  Environment() = environment;
+  if (environment && received) environment->Cancel();
+}
+
+int SignalWatch::Received() { return received; }
+
+void SignalWatch::LeaveIfSignalled() {
+  if (!received) return;
+  std::fflush(stdout);
+  std::fflush(stderr);
+  EndChildren();
+  ExecutionEnvironment::RemoveTemporaryFolders();
+  ::_exit(128 + received);
+}
+
+}  // namespace TesseraProgram

@@ -1,0 +1,213 @@
+"""The program as a user meets it: outputs, exit status, standard error, signals."""
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+PROGRAM = os.environ["TESSERA"]
+
+TEXT = {"ports": [{"name": "Data", "alias": "text.Data", "value": 7}, {"name": "Out", "alias": "text.String"}],
+        "operators": [{"id": "text", "operator": "VANTIX.ToString"}]}
+FAILING = {"ports": [{"name": "Done", "alias": "need.Success"}],
+           "operators": [{"id": "need", "operator": "VANTIX.RequireCondition", "displayName": "My check",
+                          "values": {"ShouldBeTrue": False, "Message": "No image today."}}]}
+
+
+class ProgramTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.env = {**os.environ, "XDG_CONFIG_HOME": str(self.folder / "config")}
+
+    def write(self, name, model):
+        path = self.folder / name
+        text = model if isinstance(model, str) else json.dumps(
+            {"format": "TesseraModelFormat", "version": 1, **model})
+        path.write_text(text, encoding="utf-8")
+        return str(path)
+
+    def call(self, *words, text=None):
+        return subprocess.run([PROGRAM, *words], capture_output=True, text=True, input=text, timeout=60,
+                              cwd=self.folder, env=self.env)
+
+
+class RunTest(ProgramTest):
+    def test_outputs_are_printed_written_and_shown_as_json(self):
+        model = self.write("m.tsmx", TEXT)
+        plain = self.call("run", model)
+        self.assertEqual((plain.returncode, plain.stdout, plain.stderr), (0, "Out: 7\n", ""))
+        want = {"Outputs": [{"Name": "Out", "Data": {"Type": "VANTIX.String", "Value": "7"}}]}
+        self.assertEqual(json.loads(self.call("run", model, "--json").stdout), want)
+        self.assertEqual(self.call("run", model, "--outputs", "out.json").stdout, "")
+        self.assertEqual(json.loads((self.folder / "out.json").read_text()), want)
+
+    def test_standard_input(self):
+        text = json.dumps({"format": "TesseraModelFormat", "version": 1, **TEXT})
+        self.assertEqual(self.call("run", "-", text=text).stdout, "Out: 7\n")
+
+    def test_set_takes_text_typed_values_and_files(self):
+        model = self.write("m.tsmx", TEXT)
+        (self.folder / "value").write_text("from a file")
+        for word, want in (("plain text", "plain text"), ('{"Type": "VANTIX.Int", "Value": 12}', "12"),
+                           ("@value", "from a file")):
+            done = self.call("run", model, "--set", "Data=" + word)
+            self.assertEqual((done.stdout, done.returncode), (f"Out: {want}\n", 0), done.stderr)
+        wrong = self.call("run", model, "--set", "Datta=5")
+        self.assertEqual(wrong.returncode, 2)
+        self.assertIn('did you mean "Data"?', wrong.stderr)
+
+    def test_inputs_file(self):
+        model = self.write("m.tsmx", TEXT)
+        self.write("in.json", json.dumps({"Inputs": [{"Name": "Data", "Data": {"Type": "VANTIX.Bool", "Value": True}}]}))
+        self.assertEqual(self.call("run", model, "--inputs", "in.json").stdout, "Out: true\n")
+        self.write("in.json", json.dumps({"Inputs": [{"Name": "X", "Data": {"Type": "VANTIX.Int", "Value": 1}}]}))
+        wrong = self.call("run", model, "--inputs", "in.json")
+        self.assertEqual(wrong.returncode, 2)
+        self.assertTrue(wrong.stderr.startswith("error: in.json: "), wrong.stderr)
+        self.assertIn('"Data"', wrong.stderr)
+
+    def test_a_failing_model(self):
+        model = self.write("m.tsmx", FAILING)
+        done = self.call("run", model, "--messages", "said", "--outputs", "out.json")
+        self.assertEqual(done.returncode, 1)
+        self.assertTrue(done.stderr.endswith("error: My check: No image today.\n"), done.stderr)
+        self.assertFalse((self.folder / "out.json").exists())
+        said = [json.loads(line) for line in (self.folder / "said").read_text().splitlines()]
+        self.assertEqual(said, [{"severity": 2, "operator": "My check", "text": "No image today."}])
+
+    def test_what_is_refused(self):
+        (self.folder / "folder.tsmx").mkdir()
+        (self.folder / "bytes.tsmx").write_bytes(b'{"name": "\xff"}')
+        self.write("version.tsmx", '{"format": "TesseraModelFormat", "version": 9}')
+        for name in ("missing.tsmx", "folder.tsmx", "bytes.tsmx", "version.tsmx"):
+            done = self.call("run", name)
+            self.assertEqual(done.returncode, 2, name)
+            self.assertTrue(done.stderr.splitlines()[-1].startswith(f"error: {name}: "), done.stderr)
+        for words in (["run"], ["nothing"], ["run", "m", "--threads", "x"], ["run", "m", "--progress", "loud"]):
+            self.assertEqual(self.call(*words).returncode, 2, words)
+
+    def test_messages_and_log_files_are_made_even_where_nothing_was_said(self):
+        self.call("run", self.write("m.tsmx", TEXT), "--messages", "said", "--log", "log")
+        self.assertEqual((self.folder / "said").read_text(), "")
+        self.assertEqual((self.folder / "log").read_text(), "")
+
+    def test_signals_end_the_run_within_a_second(self):
+        (self.folder / "fifo").mkdir()
+        os.mkfifo(self.folder / "pipe")
+        model = self.write("m.tsmx", {
+            "ports": [{"name": "Out", "alias": "read.String"}],
+            "operators": [{"id": "read", "operator": "VANTIX.TextFileInput",
+                           "values": {"Filename": str(self.folder / "pipe")}}]})
+        for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+            run = subprocess.Popen([PROGRAM, "run", model, "--outputs", "out.json"], cwd=self.folder, env=self.env,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            time.sleep(0.5)
+            self.assertIsNone(run.poll())
+            begin = time.monotonic()
+            run.send_signal(number)
+            self.assertEqual(run.wait(timeout=10), status)
+            self.assertLess(time.monotonic() - begin, 1.0)
+            self.assertFalse((self.folder / "out.json").exists())
+
+
+class DocumentTest(ProgramTest):
+    FAULTS = {
+        "name": 5, "zebra": 1,
+        "operators": [
+            {"id": "a", "operator": "VANTIX.ToString"},
+            {"id": "a", "operator": "VANTIX.ToString"},
+            {"id": "b c", "operator": "VANTIX.ToString"},
+            {"operator": "VANTIX.ToString"},
+            {"id": "d"},
+            {"id": "e", "operator": "VANTIX.ToStrin"},
+            {"id": "f", "operator": "VANTIX.ToString", "values": {"Dta": 1}},
+            {"id": "g", "operator": "VANTIX.ToString", "values": {"Data": {"Type": "VANTIX.Int", "Value": "x"}}},
+            {"id": "h", "operator": "VANTIX.ToString", "values": {"Data": {"Type": "VANTIX.Itn", "Value": 1}}},
+            {"id": "i", "operator": "VANTIX.ToString"}, {"id": "j", "operator": "VANTIX.ToString"},
+            {"id": "k", "operator": "VANTIX.ToString", "expansions": "two"},
+            {"id": "l", "operator": "VANTIX.ToString", "model": {}}],
+        "connections": [
+            {"from": "zz.String", "to": "a.Data"}, {"from": "a.Strng", "to": "b.Data"},
+            {"from": "i.String", "to": "j.Data"}, {"from": "j.String", "to": "i.Data"},
+            {"from": "a.String", "to": "j.Data"}, {"from": "a.Data", "to": "k.Data"}, {"from": "a.String"}],
+        "order": [{"before": "a", "after": "nobody"}], "tails": ["nobody"],
+        "ports": [{"name": "P", "alias": "a.Nothing"}, {"name": "Q", "alias": "a"}]}
+    PATHS = ["name", "operators[1].id", "operators[2].id", "operators[3].id", "operators[4].operator",
+             "operators[5].operator", "operators[6].values.Dta", "operators[7].values.Data.Value",
+             "operators[8].values.Data.Type", "operators[9]", "operators[11].expansions", "operators[12].model",
+             "connections[0].from", "connections[1].from", "connections[4].to", "connections[5].from",
+             "connections[6].to", "order[0].after", "tails[0]", "ports[0].alias", "ports[1].alias"]
+
+    def test_all_faults_are_told_at_once(self):
+        text = json.dumps({"format": "TesseraModelFormat", "version": 1, **self.FAULTS}, indent=1)
+        done = self.call("check", self.write("m.tsmx", text), "--json")
+        self.assertEqual(done.returncode, 2)
+        problems = json.loads(done.stdout)["documents"][0]["problems"]
+        errors = [p for p in problems if p["severity"] == "error"]
+        for path in self.PATHS:
+            self.assertTrue([p for p in errors if p["path"] == path and p["line"] > 1], path)
+        self.assertEqual([p["path"] for p in problems if p["severity"] == "warning"], ["zebra"])
+        self.assertTrue(done.stderr.splitlines()[-1].startswith("error: "))
+
+    def test_a_good_document_is_good(self):
+        done = self.call("check", self.write("m.tsmx", TEXT))
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_saving_again_changes_nothing_and_keeps_unknown_keys(self):
+        model = {**TEXT, "mine": {"a": [1, None]}}
+        model["operators"] = [{**TEXT["operators"][0], "note": "kept"}]
+        self.assertEqual(self.call("save", self.write("m.tsmx", model), "one.tsmx").returncode, 0)
+        self.assertEqual(self.call("save", "one.tsmx", "two.tsmx").returncode, 0)
+        one = (self.folder / "one.tsmx").read_bytes()
+        self.assertEqual(one, (self.folder / "two.tsmx").read_bytes())
+        saved = json.loads(one)
+        self.assertEqual(saved["mine"], {"a": [1, None]})
+        self.assertEqual(saved["operators"][0]["note"], "kept")
+        self.assertEqual(list(saved)[-1], "mine")
+        self.assertEqual(self.call("save", "one.tsmx", "two.unknown").returncode, 2)
+
+
+class CatalogueTest(ProgramTest):
+    def test_list(self):
+        listed = json.loads(self.call("list", "--json").stdout)
+        self.assertEqual(list(listed), ["Operator", "Conversion", "Data", "DataRequest", "ModelFormat", "UIProvider"])
+        self.assertIn("TesseraModelFormat", [row["name"] for row in listed["ModelFormat"]])
+        self.assertEqual(list(json.loads(self.call("list", "operators", "--json").stdout)), ["Operator"])
+        self.assertEqual(self.call("list", "fruit").returncode, 2)
+
+    def test_describe(self):
+        sheet = json.loads(self.call("describe", "VANTIX.ToString", "--json").stdout)
+        self.assertEqual(sheet["operator"], "VANTIX.ToString")
+        self.assertIn("String", [port["name"] for port in sheet["ports"]])
+        wrong = self.call("describe", "VANTIX.ToStrin")
+        self.assertEqual(wrong.returncode, 2)
+        self.assertIn('did you mean "VANTIX.ToString"?', wrong.stderr)
+
+    def test_info_and_draw(self):
+        model = self.write("m.tsmx", TEXT)
+        info = json.loads(self.call("info", model, "--json").stdout)
+        self.assertEqual([p["name"] for p in info["ports"]], ["Data", "Out"])
+        self.assertEqual(info["operators"], {"VANTIX.ToString": 1})
+        self.assertTrue(self.call("draw", model).stdout.startswith("digraph {"))
+
+    def test_preferences(self):
+        self.assertEqual(self.call("preferences", "get", "batch/executor").stdout, "local\n")
+        self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "5").returncode, 0)
+        self.assertEqual(self.call("preferences", "get", "batch/num_simul_cmd_sets").stdout, "5\n")
+        self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "many").returncode, 2)
+        wrong = self.call("preferences", "get", "batch/executr")
+        self.assertEqual(wrong.returncode, 2)
+        self.assertIn('did you mean "batch/executor"?', wrong.stderr)
+
+    def test_version_and_help(self):
+        self.assertTrue(self.call("--version").stdout.startswith("tessera "))
+        self.assertIn("--outputs", self.call("run", "--help").stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
