@@ -22,8 +22,10 @@ std::string Quoted(const std::wstring& text) {
   std::string quoted = "\"";
   for (const char c : kstr_ToUtf8(text)) {
     if (c == '"' || c == '\\') quoted += '\\';
-    if (c == '\n') quoted += "\\n";
-    else quoted += c;
+    if (c == '\n')
+      quoted += "\\n";
+    else
+      quoted += c;
   }
   return quoted + "\"";
 }
@@ -44,10 +46,11 @@ class Picture {
   void DrawInside(const Model& model, const std::string& indent) {
     for (const auto& op : model.GetOperators()) {
       const auto* inner = dynamic_cast<const Model*>(op.get());
-      const bool isBox = inner && inner->IsDrawnWithChildren() && inner->AllowsReflection() && !inner->GetOperators().empty();
+      const bool isBox =
+          inner && inner->IsDrawnWithChildren() && inner->AllowsReflection() && !inner->GetOperators().empty();
       if (isBox) {
-        text_ += indent + "subgraph cluster_" + Name(op.get()) + " {\n" + indent + "  label=" +
-                 Quoted(op->GetDisplayName()) + ";\n";
+        text_ += indent + "subgraph cluster_" + Name(op.get()) + " {\n" + indent +
+                 "  label=" + Quoted(op->GetDisplayName()) + ";\n";
         text_ += indent + "  " + Name(op.get()) + " [label=" + Quoted(op->GetDisplayName()) + ", style=dashed];\n";
         DrawInside(*inner, indent + "  ");
         text_ += indent + "}\n";
@@ -116,8 +119,10 @@ int Draw(const Arguments& arguments) {
     return kDone;
   }
   try {
-    if (EndsWith(arguments.output, ".svg")) WriteSvg(dot, arguments.output);
-    else kfio::WriteBytes(WideWord(arguments.output), dot);
+    if (EndsWith(arguments.output, ".svg"))
+      WriteSvg(dot, arguments.output);
+    else
+      kfio::WriteBytes(WideWord(arguments.output), dot);
   } catch (const Refusal&) {
     throw;
   } catch (const std::exception&) {

@@ -12,7 +12,8 @@ int Info(const Arguments& arguments) {
   LoadPreferences(arguments);
   const auto model = OpenModel(arguments.model, false);
   std::map<std::wstring, int> used;
-  for (const auto& op : model->AllowsReflection() ? model->GetAllOperators(true) : std::vector<boost::shared_ptr<Operator>>())
+  for (const auto& op :
+       model->AllowsReflection() ? model->GetAllOperators(true) : std::vector<boost::shared_ptr<Operator>>())
     ++used[op->GetOperatorNamespace() + L"." + op->GetOperatorName()];
   if (!arguments.json) {
     Print(model->GetDisplayName());

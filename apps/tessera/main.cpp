@@ -1,6 +1,7 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
-#include <unistd.h>
 
 #include "program.h"
 

@@ -18,10 +18,10 @@ using Tamrin::Tessera::JsonValueType::Object;
 namespace {
 
 constexpr std::pair<const char*, Kpmg_ParameterType> kKinds[] = {{"string", KpmgString},
-                                                                {"number", KpmgNumber},
-                                                                {"boolean", KpmgBoolean},
-                                                                {"enumeration", KpmgEnum},
-                                                                {"color", KpmgColor}};
+                                                                 {"number", KpmgNumber},
+                                                                 {"boolean", KpmgBoolean},
+                                                                 {"enumeration", KpmgEnum},
+                                                                 {"color", KpmgColor}};
 
 std::string EnvironmentText(const char* name) {
   const char* text = std::getenv(name);
@@ -118,8 +118,10 @@ kpmg::Value ParseText(Kpmg_ParameterType known, const std::string& text, const s
   value.type = known;
   if (known == KpmgUnknown) value.type = isTruth ? KpmgBoolean : isNumber ? KpmgNumber : KpmgString;
   bool isRead = true;
-  if (value.type == KpmgBoolean) isRead = isTruth;
-  else if (value.type == KpmgNumber) isRead = isNumber;
+  if (value.type == KpmgBoolean)
+    isRead = isTruth;
+  else if (value.type == KpmgNumber)
+    isRead = isNumber;
   else if (value.type == KpmgColor) {
     JsonValue json(Object);
     JsonValue held;
@@ -181,8 +183,10 @@ int GetStored(const Arguments& arguments) {
     throw Refusal(L"there is no preference \"" + wanted + L"\"" +
                   (nearest.empty() ? L"" : L"; did you mean \"" + nearest + L"\"?"));
   }
-  if (arguments.json) PrintJson(ValueToJson(value));
-  else Print(ValueToText(value));
+  if (arguments.json)
+    PrintJson(ValueToJson(value));
+  else
+    Print(ValueToText(value));
   return kDone;
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/document.h"
 #include "txlib/jsonvalue.h"

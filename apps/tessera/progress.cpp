@@ -36,7 +36,8 @@ Progress::Progress(Kind kind, const boost::shared_ptr<Model>& model) : kind_(kin
   total_ = model->GetOperators().size();
   model->GetEnvironment()->SetRunObserver(
       [this](const boost::shared_ptr<Operator>& op, bool finished) { OnOperator(op, finished); });
-  handle_ = model->AddOnProgressCallback([this](const boost::shared_ptr<Operator>&, double percent) { OnPercent(percent); });
+  handle_ =
+      model->AddOnProgressCallback([this](const boost::shared_ptr<Operator>&, double percent) { OnPercent(percent); });
 }
 
 Progress::~Progress() {

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <chrono>
 #include <mutex>
 #include <string>
 #include <unordered_set>
-
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/model.h"
 

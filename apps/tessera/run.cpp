@@ -59,9 +59,11 @@ class Messages {
     if (!file.empty()) file_.emplace(file);
   }
   void Listen(const boost::shared_ptr<Model>& model) {
-    handle_ = model->AddOnMessageCallback(
-        [this](const boost::shared_ptr<Operator>& op, const boost::shared_ptr<Port>&, const std::wstring& text,
-               const std::wstring&, Issue::Severity severity) { Tell(op ? op->GetDisplayName() : L"", text, severity); });
+    handle_ =
+        model->AddOnMessageCallback([this](const boost::shared_ptr<Operator>& op, const boost::shared_ptr<Port>&,
+                                           const std::wstring& text, const std::wstring&, Issue::Severity severity) {
+          Tell(op ? op->GetDisplayName() : L"", text, severity);
+        });
   }
   /// An error that its operator has told already is not told twice.
   void TellFailure(const Failure& failure) {
@@ -146,8 +148,10 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
       throw Refusal(WideWord(arguments.outputs) + L": " + CurrentExceptionText());
     }
   }
-  if (arguments.json) PrintJson(OutputsToJson(*model));
-  else if (arguments.outputs.empty()) PrintOutputs(*model);
+  if (arguments.json)
+    PrintJson(OutputsToJson(*model));
+  else if (arguments.outputs.empty())
+    PrintOutputs(*model);
   return kDone;
 }
 

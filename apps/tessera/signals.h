@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-
 #include <boost/shared_ptr.hpp>
 
 #include "txlib/model.h"

@@ -122,8 +122,8 @@ class Lines {
     line = static_cast<std::size_t>(next - starts_.begin());
     const std::string_view before = text_.substr(*(next - 1), offset - *(next - 1));
     column = 1 + static_cast<std::size_t>(std::count_if(before.begin(), before.end(), [](char c) {
-                   return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-                 }));
+               return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+             }));
   }
 
  private:
@@ -161,8 +161,10 @@ std::string DocumentPlace::ToText() const {
   for (const DocumentPlace* place = this; place->parent_; place = place->parent_) steps.push_back(place);
   std::string path;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    if ((*step)->isIndex_) AppendPathIndex(path, (*step)->index_);
-    else AppendPathKey(path, (*step)->key_);
+    if ((*step)->isIndex_)
+      AppendPathIndex(path, (*step)->index_);
+    else
+      AppendPathKey(path, (*step)->key_);
   }
   return path;
 }

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
+#include <cstddef>
+#include <string>
+#include <vector>
 
 #include "enginestate.h"
 #include "txlib/jsonvalue.h"

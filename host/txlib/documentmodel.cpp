@@ -152,8 +152,10 @@ void DocumentModelReader::ReadOrder() {
     std::size_t ends[OrderCount] = {kNone, kNone};
     for (const OrderKey key : {Before, After}) {
       const DocumentPlace keyPlace(entryPlace, kOrder[key]);
-      if (keys[key]) ends[key] = FindNode(*keys[key], keyPlace);
-      else reading_.faults.Error(keyPlace, L"found nothing, expected the id of an operator");
+      if (keys[key])
+        ends[key] = FindNode(*keys[key], keyPlace);
+      else
+        reading_.faults.Error(keyPlace, L"found nothing, expected the id of an operator");
     }
     if (ends[Before] == kNone || ends[After] == kNone) continue;
     edges_.emplace_back(ends[Before], ends[After]);
@@ -178,8 +180,8 @@ void DocumentModelReader::CheckCycles() {
     std::wstring text;
     for (const std::size_t node : cycle) text += L"\"" + Wide(nodes_[node].id) + L"\" -> ";
     const DocumentPlace list(place_, kModel[Operators]);
-    reading_.faults.Error({list, cycle.front()}, L"found a cycle of operators: " + text + L"\"" +
-                                                     Wide(nodes_[cycle.front()].id) + L"\"");
+    reading_.faults.Error({list, cycle.front()},
+                          L"found a cycle of operators: " + text + L"\"" + Wide(nodes_[cycle.front()].id) + L"\"");
   }
 }
 
@@ -188,8 +190,7 @@ void DocumentModelReader::ReadPorts() {
   if (!reading_.IsArray(*keys_[Ports], place)) return;
   const auto& elements = keys_[Ports]->GetElements();
   memory_->modelPortValues.resize(elements.size());
-  for (std::size_t i = 0; i < elements.size(); ++i)
-    ReadModelPort(elements[i], {place, i}, memory_->modelPortValues[i]);
+  for (std::size_t i = 0; i < elements.size(); ++i) ReadModelPort(elements[i], {place, i}, memory_->modelPortValues[i]);
 }
 
 void DocumentModelReader::ReadModelPort(const JsonValue& json, const DocumentPlace& place,
@@ -209,10 +210,11 @@ void DocumentModelReader::ReadModelPort(const JsonValue& json, const DocumentPla
   const DocumentPlace aliasPlace(place, kModelPort[PortAlias]);
   // Without an alias it is a port that the operator of the model declares itself.
   boost::shared_ptr<Port> port;
-  if (keys[PortAlias]) port = MakeAliases(name, *keys[PortAlias], aliasPlace);
+  if (keys[PortAlias])
+    port = MakeAliases(name, *keys[PortAlias], aliasPlace);
   else if (port = model_->GetPort(name); !port)
-    reading_.faults.Error(aliasPlace, L"found nothing, expected the inner port that the port \"" + name +
-                                          L"\" stands for");
+    reading_.faults.Error(aliasPlace,
+                          L"found nothing, expected the inner port that the port \"" + name + L"\" stands for");
   if (!port || !isNew) return;
   const JsonValue* display = keys[PortDisplayName];
   if (display && reading_.IsText(*display, {place, kModelPort[PortDisplayName]}))
@@ -226,7 +228,8 @@ void DocumentModelReader::ReadModelPort(const JsonValue& json, const DocumentPla
   const DocumentPlace valuePlace(place, kModelPort[PortValue]);
   if (port->IsOutput())
     reading_.faults.Error(valuePlace, L"found a value for the output \"" + name + L"\", expected none");
-  else ReadPortValue(reading_, *port, *keys[PortValue], valuePlace, applied);
+  else
+    ReadPortValue(reading_, *port, *keys[PortValue], valuePlace, applied);
 }
 
 boost::shared_ptr<Port> DocumentModelReader::MakeAliases(const std::wstring& name, const JsonValue& alias,

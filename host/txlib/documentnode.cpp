@@ -31,10 +31,14 @@ std::size_t CountFamily(const Operator& op, const std::wstring& family) {
 }
 
 bool ParseKind(std::string_view text, PortType& kind) {
-  if (text == "input") kind = PortType::Input;
-  else if (text == "output") kind = PortType::Output;
-  else if (text == "setting") kind = PortType::Setting;
-  else return false;
+  if (text == "input")
+    kind = PortType::Input;
+  else if (text == "output")
+    kind = PortType::Output;
+  else if (text == "setting")
+    kind = PortType::Setting;
+  else
+    return false;
   return true;
 }
 
@@ -93,8 +97,10 @@ class NodeReader {
       return;
     }
     if (!reading_.IsText(*keys_[Id], place)) return;
-    if (IsId(keys_[Id]->AsUtf8())) node_.id = keys_[Id]->AsUtf8();
-    else reading_.WrongType(*keys_[Id], place, L"an id of letters, digits, \"_\" and \"-\"");
+    if (IsId(keys_[Id]->AsUtf8()))
+      node_.id = keys_[Id]->AsUtf8();
+    else
+      reading_.WrongType(*keys_[Id], place, L"an id of letters, digits, \"_\" and \"-\"");
   }
 
   bool MakeOperator() {
@@ -177,8 +183,8 @@ class NodeReader {
     const DocumentPlace place(place_, kNode[NodeModel]);
     const auto model = boost::dynamic_pointer_cast<Model>(node_.op);
     if (!model) {
-      reading_.faults.Error(place, L"found a model, but the operator \"" + node_.op->GetOperatorName() +
-                                       L"\" can't hold one");
+      reading_.faults.Error(place,
+                            L"found a model, but the operator \"" + node_.op->GetOperatorName() + L"\" can't hold one");
       return;
     }
     if (reading_.depth >= kMaxModelNesting) {
@@ -200,8 +206,10 @@ class NodeReader {
     const auto& members = keys_[Values]->GetMembers();
     node_.memory->values.resize(members.size());
     for (std::size_t i = 0; i < members.size(); ++i) {
-      if (const auto port = node_.op->GetPort(Wide(members[i].key))) ReadValue(*port, i, place);
-      else late_.push_back(i);
+      if (const auto port = node_.op->GetPort(Wide(members[i].key)))
+        ReadValue(*port, i, place);
+      else
+        late_.push_back(i);
     }
   }
 
@@ -283,8 +291,8 @@ class NodeReader {
     }
     std::vector<std::wstring> names;
     for (const ObjectName& name : DataFactory::GetNames()) names.push_back(name.ToString());
-    reading_.faults.Error(place, L"found the unknown type \"" + json.AsString() + L"\"" +
-                                     DidYouMean(json.AsString(), names));
+    reading_.faults.Error(place,
+                          L"found the unknown type \"" + json.AsString() + L"\"" + DidYouMean(json.AsString(), names));
   }
 
   DocumentReading& reading_;
@@ -303,8 +311,10 @@ boost::shared_ptr<Port> DocumentNode::FindPort(DocumentReading& reading, std::st
   boost::shared_ptr<Port> port = op->GetPort(wide);
   if (port) return port;
   reading.Guard(place, [&] {
-    if (memory->missing) port = op->CreatePort(wide, Data::DefaultTypeName(), kindIfMissing);
-    else port = ExpandUntil(*op, *memory, wide);
+    if (memory->missing)
+      port = op->CreatePort(wide, Data::DefaultTypeName(), kindIfMissing);
+    else
+      port = ExpandUntil(*op, *memory, wide);
   });
   if (port) return port;
   std::vector<std::wstring> known;
@@ -313,13 +323,12 @@ boost::shared_ptr<Port> DocumentNode::FindPort(DocumentReading& reading, std::st
   if (hint.empty()) {
     for (const std::wstring& each : known) hint += (hint.empty() ? L"; its ports are \"" : L", \"") + each + L"\"";
   }
-  reading.faults.Error(place, L"found the unknown port \"" + wide + L"\" of the operator \"" + op->GetOperatorName() +
-                                  L"\"" + hint);
+  reading.faults.Error(
+      place, L"found the unknown port \"" + wide + L"\" of the operator \"" + op->GetOperatorName() + L"\"" + hint);
   return nullptr;
 }
 
-void ReadDocumentNode(DocumentReading& reading, const JsonValue& json, const DocumentPlace& place,
-                      DocumentNode& node) {
+void ReadDocumentNode(DocumentReading& reading, const JsonValue& json, const DocumentPlace& place, DocumentNode& node) {
   NodeReader(reading, json, place, node).Read();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <memory>
 #include <span>
@@ -8,8 +9,6 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "documentfaults.h"
 #include "documentmemory.h"
@@ -26,20 +25,45 @@ constexpr int kMaxExpansions = 20000;
 
 /// Keys of the objects of a document, in the order in which they are written.
 namespace DocumentKeys {
-enum ModelKey { Format, Version, OperatorOf, Name, Namespace, DisplayName, DisplayCategory, Icon, Description, Keywords,
-             Ports, Operators, Connections, Order, Tails, Attributes, ModelCount };
-inline constexpr std::string_view kModel[] = {"format", "version", "operator", "name", "namespace", "displayName",
-                                              "displayCategory", "icon", "description", "keywords", "ports",
-                                              "operators", "connections", "order", "tails", "attributes"};
+enum ModelKey {
+  Format,
+  Version,
+  OperatorOf,
+  Name,
+  Namespace,
+  DisplayName,
+  DisplayCategory,
+  Icon,
+  Description,
+  Keywords,
+  Ports,
+  Operators,
+  Connections,
+  Order,
+  Tails,
+  Attributes,
+  ModelCount
+};
+inline constexpr std::string_view kModel[] = {
+    "format",      "version",  "operator", "name",      "namespace",   "displayName", "displayCategory", "icon",
+    "description", "keywords", "ports",    "operators", "connections", "order",       "tails",           "attributes"};
 enum ModelPortKey { PortName, PortAlias, PortValue, PortDisplayName, PortOptional, PortHidden, ModelPortCount };
 inline constexpr std::string_view kModelPort[] = {"name", "alias", "value", "displayName", "optional", "hidden"};
 enum NodeKey { Id, NodeOperator, NodeDisplayName, Expansions, Values, NodeAttributes, NodePorts, NodeModel, NodeCount };
-inline constexpr std::string_view kNode[] = {"id", "operator", "displayName", "expansions", "values", "attributes",
-                                             "ports", "model"};
-enum OverrideKey { OverrideName, OverrideKind, OverrideType, OverrideDisplayName, OverrideOptional, OverrideHidden,
-                OverrideRemoved, OverrideCount };
-inline constexpr std::string_view kOverride[] = {"name", "kind", "type", "displayName", "optional", "hidden",
-                                                 "removed"};
+inline constexpr std::string_view kNode[] = {"id",     "operator",   "displayName", "expansions",
+                                             "values", "attributes", "ports",       "model"};
+enum OverrideKey {
+  OverrideName,
+  OverrideKind,
+  OverrideType,
+  OverrideDisplayName,
+  OverrideOptional,
+  OverrideHidden,
+  OverrideRemoved,
+  OverrideCount
+};
+inline constexpr std::string_view kOverride[] = {"name",     "kind",   "type",   "displayName",
+                                                 "optional", "hidden", "removed"};
 enum ConnectionKey { From, To, ConnectionCount };
 inline constexpr std::string_view kConnection[] = {"from", "to"};
 enum OrderKey { Before, After, OrderCount };

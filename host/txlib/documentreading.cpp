@@ -27,8 +27,8 @@ DocumentFolderScope::~DocumentFolderScope() {
 const std::wstring& DocumentFolderScope::Current() { return currentFolder; }
 unsigned DocumentFolderScope::Depth() { return folderDepth; }
 
-bool DocumentReading::Collect(const JsonValue& json, const DocumentPlace& place,
-                              std::span<const std::string_view> keys, const JsonValue** found) {
+bool DocumentReading::Collect(const JsonValue& json, const DocumentPlace& place, std::span<const std::string_view> keys,
+                              const JsonValue** found) {
   if (!IsObject(json, place)) return false;
   for (const JsonValue::Member& member : json.GetMembers()) {
     const auto key = std::find(keys.begin(), keys.end(), member.key);

@@ -70,8 +70,10 @@ void ReadAttributes(DocumentReading& reading, Operator& op, const JsonValue& jso
     std::string inside;
     DataPtr& data = applied[index++];
     const DocumentPlace memberPlace(place, member.key);
-    if (DataFromDocumentJson(member.value, data, error, inside)) op.SetAttribute(Wide(member.key), data);
-    else reading.faults.Add(memberPlace.ToText() + inside, error, false);
+    if (DataFromDocumentJson(member.value, data, error, inside))
+      op.SetAttribute(Wide(member.key), data);
+    else
+      reading.faults.Add(memberPlace.ToText() + inside, error, false);
   }
 }
 

@@ -137,10 +137,13 @@ JsonValue Writer::WriteModel(Model& model, const DocumentMemory& memory, bool ou
 }
 
 void Writer::WriteIdentity(JsonValue& json, Model& model, const DocumentMemory& memory, bool outermost) {
-  const auto write = [&](DocumentKeys::ModelKey key, const std::wstring& text, const std::wstring& standard, bool here) {
+  const auto write = [&](DocumentKeys::ModelKey key, const std::wstring& text, const std::wstring& standard,
+                         bool here) {
     if (memory.model.Find(kModel[key])) {
-      if (here) SetText(json, kModel[key], text);
-      else json.Set(kModel[key], Member(memory.model, kModel[key]));
+      if (here)
+        SetText(json, kModel[key], text);
+      else
+        json.Set(kModel[key], Member(memory.model, kModel[key]));
     } else if (here && text != standard) {
       SetText(json, kModel[key], text);
     }
@@ -192,7 +195,8 @@ JsonValue Writer::WritePort(Port& port, const JsonValue& said, const DataPtr& ap
   }
   if (aliases.Count() == 1 && !Member(said, kModelPort[PortAlias]).IsArray())
     json.Set(kModelPort[PortAlias], aliases.GetElements().front());
-  else if (aliases.Count() != 0) json.Set(kModelPort[PortAlias], std::move(aliases));
+  else if (aliases.Count() != 0)
+    json.Set(kModelPort[PortAlias], std::move(aliases));
   const JsonValue* saidValue = said.Find(kModelPort[PortValue]);
   JsonValue value;
   // An inner model's values stand with its operator, unless the document had one here.
@@ -220,9 +224,10 @@ void Writer::WritePorts(JsonValue& json, Model& model, const DocumentMemory& mem
     const auto found = saidByName.find(name);
     const bool isSaid = found != saidByName.end();
     const auto inner = port->GetInnerAliasedPorts();
-    const bool leadsInside = std::any_of(inner.begin(), inner.end(), [&](const auto& p) { return !EndName(p).empty(); });
-    const bool hasValue = outermost && !port->IsOutput() && port->GetOwnData() &&
-                          !IsSame(port->GetOwnData(), port->GetDefaultData());
+    const bool leadsInside =
+        std::any_of(inner.begin(), inner.end(), [&](const auto& p) { return !EndName(p).empty(); });
+    const bool hasValue =
+        outermost && !port->IsOutput() && port->GetOwnData() && !IsSame(port->GetOwnData(), port->GetDefaultData());
     if (!leadsInside && !isSaid && !hasValue) continue;
     const DataPtr applied =
         isSaid && found->second < memory.modelPortValues.size() ? memory.modelPortValues[found->second] : nullptr;
@@ -270,8 +275,8 @@ void Writer::WriteOrder(JsonValue& json, Model& model, const DocumentMemory& mem
   }
   JsonValue order(JsonValueType::Array);
   for (const JsonValue& entry : said.GetElements()) {
-    const auto found = pairs.find({std::string(Member(entry, kOrder[Before]).AsUtf8()),
-                                   std::string(Member(entry, kOrder[After]).AsUtf8())});
+    const auto found = pairs.find(
+        {std::string(Member(entry, kOrder[Before]).AsUtf8()), std::string(Member(entry, kOrder[After]).AsUtf8())});
     if (found == pairs.end() || std::exchange(found->second, true)) continue;
     JsonValue written(JsonValueType::Object);
     for (const std::string_view key : kOrder) written.Set(key, Member(entry, key));

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <boost/filesystem.hpp>
 
 #include "builtin.h"
 #include "documentreader.h"
@@ -9,8 +10,6 @@
 #include "kcommon/ktxt.h"
 #include "plugin/pluginmanager.h"
 #include "txlib/factories.h"
-
-#include <boost/filesystem.hpp>
 
 namespace Tamrin::Tessera {
 
@@ -68,13 +67,15 @@ std::vector<FormatPtr> AllFormats() {
   EnsureBuiltIns();
   std::vector<FormatPtr> formats;
   for (const auto& entry : PluginManager::Instance().List(L"ModelFormat")) {
-    if (auto format = boost::dynamic_pointer_cast<ModelFormat>(entry.proxy->CreateInstance())) formats.push_back(format);
+    if (auto format = boost::dynamic_pointer_cast<ModelFormat>(entry.proxy->CreateInstance()))
+      formats.push_back(format);
   }
   return formats;
 }
 
 [[noreturn]] void Refuse(const std::wstring& text) {
-  KorvenLog::CPPException<std::runtime_error>(L"txlib\\modelformatfactory", L"ModelFormatFactory").Throw(__LINE__, text);
+  KorvenLog::CPPException<std::runtime_error>(L"txlib\\modelformatfactory", L"ModelFormatFactory")
+      .Throw(__LINE__, text);
 }
 
 std::wstring LastPart(const std::wstring& name) { return name.substr(name.rfind(L'.') + 1); }
@@ -154,11 +155,14 @@ void ModelFormatFactory::Save(const boost::shared_ptr<Model>& model, const std::
   const FormatPtr found = format.empty() ? FindByExtension(file) : FindByName(format);
   if (!found) {
     std::wstring known;
-    for (const FormatPtr& each : AllFormats()) known += (known.empty() ? L"\"" : L", \"") + each->GetExtension() + L"\"";
+    for (const FormatPtr& each : AllFormats())
+      known += (known.empty() ? L"\"" : L", \"") + each->GetExtension() + L"\"";
     Refuse(L"The name \"" + file + L"\" has the extension of no document format; there are " + known + L".");
   }
-  if (IsPlain(*found)) kfio::WriteBytes(file, PlainDocument::Save(model));
-  else kfio::WriteFile(file, found->SaveToBuffer(model));
+  if (IsPlain(*found))
+    kfio::WriteBytes(file, PlainDocument::Save(model));
+  else
+    kfio::WriteFile(file, found->SaveToBuffer(model));
 }
 
 std::wstring ModelFormatFactory::SaveToBuffer(const boost::shared_ptr<Model>& model, const std::wstring& format) {

@@ -80,9 +80,10 @@ TEST(Document, AnUnknownOperatorOpensAndFailsWhenItRuns) {
 }
 
 TEST(Document, FaultsAreLocated) {
-  const auto errors = Errors("{\n  \"format\": \"TesseraModelFormat\", \"version\": 1, // word\n  \"operators\": [\n"
-                             "    {\"id\": \"a\", \"operator\": \"VANTIX.Model\"},\n"
-                             "    {\"id\": \"a\", \"operator\": \"VANTIX.Model\"}]\n}");
+  const auto errors = Errors(
+      "{\n  \"format\": \"TesseraModelFormat\", \"version\": 1, // word\n  \"operators\": [\n"
+      "    {\"id\": \"a\", \"operator\": \"VANTIX.Model\"},\n"
+      "    {\"id\": \"a\", \"operator\": \"VANTIX.Model\"}]\n}");
   ASSERT_EQ(errors.size(), 1u);
   EXPECT_EQ(errors[0].path, "operators[1].id");
   EXPECT_EQ(errors[0].line, 5u);
@@ -144,7 +145,8 @@ TEST(Document, AHigherVersionAndBadTextAreRefused) {
 TEST(Document, DeepNestingIsAMessage) {
   std::string text = Document("");
   std::string inner = "{}";
-  for (int i = 0; i < 1100; ++i) inner = R"({"operators":[{"id":"m","operator":"VANTIX.Model","model":)" + inner + "}]}";
+  for (int i = 0; i < 1100; ++i)
+    inner = R"({"operators":[{"id":"m","operator":"VANTIX.Model","model":)" + inner + "}]}";
   text = R"({"format":"TesseraModelFormat","version":1,)" + inner.substr(1);
   const auto errors = Errors(text);
   ASSERT_EQ(errors.size(), 1u);
