@@ -1,0 +1,34 @@
+#include <string>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+
+#include "eq.h"
+#include "plugin/pluginmanager.h"
+#include "txlib/model.h"
+
+namespace Tamrin::TesseraBasic {
+namespace {
+
+using korven::plugin::AvailablePluginProxy;
+
+template <typename Class>
+boost::shared_ptr<korven::plugin::IPlugin> Make() {
+  return boost::make_shared<Class>();
+}
+
+int OperatorProxies(const std::wstring& category, std::vector<boost::shared_ptr<AvailablePluginProxy>>& proxies) {
+  if (!category.empty() && category != L"Operator") return 0;
+  proxies.push_back(AvailablePluginProxy::Create(L"Model", &Make<tessera::Model>));
+  proxies.push_back(AvailablePluginProxy::Create(L"Eq", &Make<Eq>));
+  return 0;
+}
+
+// Two names at load are cheap; no operator is made before it is asked for.
+[[maybe_unused]] const bool kOffered = [] {
+  korven::plugin::PluginManager::Instance().AddBuiltIn(L"tessera", &OperatorProxies);
+  return true;
+}();
+
+}  // namespace
+}  // namespace Tamrin::TesseraBasic
