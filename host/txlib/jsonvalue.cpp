@@ -40,65 +40,32 @@ JsonValue::JsonValue(const std::wstring& text) : JsonValue(MakeText(kstr_ToUtf8(
 
 JsonValue::JsonValue(const wchar_t* text) : JsonValue(MakeText(kstr_ToUtf8(text))) {}
 
-JsonValue::JsonValue(bool value) noexcept {
-  bits_.type = JsonValueType::Bool;
-  bits_.truth = value;
-}
-
-JsonValue::JsonValue(double value) noexcept {
-  bits_.type = JsonValueType::Double;
-  bits_.real = value;
-}
-
-JsonValue::JsonValue(int value) noexcept {
-  bits_.type = JsonValueType::Int;
-  bits_.integer = value;
-}
-
-JsonValue::JsonValue(JsonValueType::Enum type) {
-  // Zero in all forms: 0, 0.0, false, an inline text of no bytes, a container without a payload.
-  bits_.type = static_cast<std::uint8_t>(type);
-  if (type == JsonValueType::Double) bits_.real = 0;
-}
-
 JsonValue JsonValue::FromUtf8(std::string_view text) {
   std::string mended;
   return MakeText(ValidUtf8(text, mended));
 }
 
-JsonValue JsonValue::FromInt64(std::int64_t value) {
-  JsonValue json(JsonValueType::Int);
-  json.bits_.integer = value;
-  return json;
-}
-
-JsonValue JsonValue::FromUint64(std::uint64_t value) {
-  JsonValue json(JsonValueType::Unsigned);
-  json.bits_.natural = value;
-  return json;
-}
-
-const JsonValue::Elements& JsonValue::GetElements() const noexcept {
-  static const Elements kNone;
+JsonValue::Elements JsonValue::GetElements() const noexcept {
   const Node* node = IsArray() ? GetNode() : nullptr;
-  return node == nullptr ? kNone : static_cast<const Array*>(node)->elements;
+  return node == nullptr ? Elements(nullptr, 0) : Elements(node->Elements(), node->count);
 }
 
-const JsonValue::Members& JsonValue::GetMembers() const noexcept {
-  static const Members kNone;
-  const Object* object = GetObject();
-  return object == nullptr ? kNone : object->members;
+JsonValue::Members JsonValue::GetMembers() const noexcept {
+  const Node* node = IsObject() ? GetNode() : nullptr;
+  return node == nullptr ? Members(nullptr, 0) : Members(node->Members(), node->count);
 }
 
 unsigned JsonValue::Count() const noexcept {
-  return static_cast<unsigned>(IsObject() ? GetMembers().size() : GetElements().size());
+  const Node* node = GetNode();
+  return node == nullptr ? 0 : node->count;
 }
 
 JsonValue& JsonValue::operator[](unsigned index) {
-  Array& array = MakeArray();
-  if (index >= array.elements.size()) array.elements.resize(static_cast<std::size_t>(index) + 1);
-  array.exposed = true;
-  return array.elements[index];
+  const std::size_t count = IsArray() ? Count() : 0;
+  Node& node = MakeNode(JsonValueType::Array, index < count ? 0 : index - count + 1);
+  while (node.count <= index) node.AddElement(JsonValue());
+  node.exposed = true;
+  return node.Elements()[index];
 }
 
 const JsonValue& JsonValue::operator[](unsigned index) const {
@@ -114,33 +81,33 @@ const JsonValue& JsonValue::operator[](const std::wstring& key) const {
 }
 
 const JsonValue* JsonValue::Find(std::string_view key) const {
-  const Object* object = GetObject();
-  if (object == nullptr) return nullptr;
-  const std::size_t position = object->Position(key);
-  return position == Object::kNone ? nullptr : &object->members[position].value;
+  const Node* node = IsObject() ? GetNode() : nullptr;
+  if (node == nullptr) return nullptr;
+  const std::size_t position = node->Position(key);
+  return position == Node::kNone ? nullptr : &node->Members()[position].value;
 }
 
 JsonValue& JsonValue::Member8(std::string_view key) {
   std::string mended;
-  Object& object = MakeObject();
-  JsonValue& value = object.Get(ValidUtf8(key, mended));
-  object.exposed = true;
+  JsonValue& value = MemberOf(ValidUtf8(key, mended));
+  GetNode()->exposed = true;
   return value;
 }
 
 void JsonValue::Set(std::string_view key, JsonValue value) {
   std::string mended;
-  Object& object = MakeObject();
-  object.Get(ValidUtf8(key, mended)) = std::move(value);
-  object.exposed = false;
+  MemberOf(ValidUtf8(key, mended)) = std::move(value);
+  GetNode()->exposed = false;
 }
 
 bool JsonValue::Remove(std::string_view key) {
   if (Find(key) == nullptr) return false;
-  Object& object = MakeObject();
-  object.members.erase(object.members.begin() + static_cast<std::ptrdiff_t>(object.Position(key)));
-  object.Index();
-  object.exposed = false;
+  Node& node = MakeNode(JsonValueType::Object, 0);
+  Member* members = node.Members();
+  std::move(members + node.Position(key) + 1, members + node.count, members + node.Position(key));
+  std::destroy_at(members + --node.count);
+  node.Index();
+  node.exposed = false;
   return true;
 }
 
@@ -148,9 +115,9 @@ void JsonValue::Append(const JsonValue& value) { Append(JsonValue(value)); }
 
 void JsonValue::Append(JsonValue&& value) {
   JsonValue taken(std::move(value));
-  Array& array = MakeArray();
-  array.elements.push_back(std::move(taken));
-  array.exposed = false;
+  Node& node = MakeNode(JsonValueType::Array, 1);
+  node.AddElement(std::move(taken));
+  node.exposed = false;
 }
 
 JsonValueIterator JsonValue::begin() const { return {this, 0}; }

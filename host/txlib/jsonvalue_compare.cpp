@@ -57,7 +57,7 @@ bool Compare(const JsonValue& a, const JsonValue& b, Pairs& later) {
 }
 
 bool CompareMembers(const JsonValue& a, const JsonValue& b, Pairs& later) {
-  const JsonValue::Members& others = b.GetMembers();
+  const JsonValue::Members others = b.GetMembers();
   std::size_t position = 0;
   for (const JsonValue::Member& member : a.GetMembers()) {
     // Equal objects mostly have their keys in the same order.
@@ -69,7 +69,7 @@ bool CompareMembers(const JsonValue& a, const JsonValue& b, Pairs& later) {
 }
 
 bool CompareElements(const JsonValue& a, const JsonValue& b, Pairs& later) {
-  const JsonValue::Elements& others = b.GetElements();
+  const JsonValue::Elements others = b.GetElements();
   std::size_t position = 0;
   for (const JsonValue& element : a.GetElements())
     if (!Compare(element, others[position++], later)) return false;

@@ -1,9 +1,10 @@
 #include "jsonvalue_payload.h"
 
+#include <algorithm>
 #include <bit>
-#include <cstring>
 #include <functional>
-#include <new>
+#include <limits>
+#include <stdexcept>
 
 namespace Tamrin::Tessera {
 
@@ -13,75 +14,102 @@ std::size_t Hash(std::string_view key) { return std::hash<std::string_view>()(ke
 
 }  // namespace
 
-std::size_t JsonValue::Object::Position(std::string_view key) const {
-  if (slots.empty()) {
-    for (std::size_t i = 0; i < members.size(); ++i)
+JsonValue::Node* JsonValue::Node::Make(bool isObject, std::size_t capacity) {
+  static_assert(sizeof(Node) % alignof(Member) == 0 && alignof(Node) >= alignof(Member));
+  if (capacity > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("a JSON value of too many items");
+  const std::size_t itemSize = isObject ? sizeof(Member) : sizeof(JsonValue);
+  Node* node = new (::operator new(sizeof(Node) + capacity * itemSize)) Node;
+  node->isObject = isObject;
+  node->capacity = static_cast<std::uint32_t>(capacity);
+  return node;
+}
+
+JsonValue::Node* JsonValue::Node::Copy(const Node& other, std::size_t capacity) {
+  Node* node = Make(other.isObject, capacity);
+  for (std::size_t i = 0; i < other.count; ++i) {
+    if (other.isObject)
+      node->AddMember(Member(other.Members()[i]));
+    else
+      node->AddElement(JsonValue(other.Elements()[i]));
+  }
+  if (other.slots != nullptr) node->slots = std::make_unique<std::vector<std::uint32_t>>(*other.slots);
+  return node;
+}
+
+JsonValue::Node* JsonValue::Node::Enlarge(Node* node, std::size_t capacity) {
+  Node* larger = Make(node->isObject, capacity);
+  for (std::size_t i = 0; i < node->count; ++i) {
+    if (node->isObject)
+      larger->AddMember(std::move(node->Members()[i]));
+    else
+      larger->AddElement(std::move(node->Elements()[i]));
+  }
+  larger->slots = std::move(node->slots);
+  larger->exposed = node->exposed;
+  Free(node);
+  return larger;
+}
+
+void JsonValue::Node::Free(Node* node) noexcept {
+  if (node->isObject)
+    std::destroy_n(node->Members(), node->count);
+  else
+    std::destroy_n(node->Elements(), node->count);
+  node->~Node();
+  ::operator delete(node);
+}
+
+std::size_t JsonValue::Node::Position(std::string_view key) const {
+  const Member* members = Members();
+  if (slots == nullptr) {
+    for (std::size_t i = 0; i < count; ++i)
       if (members[i].key == key) return i;
     return kNone;
   }
-  const std::size_t mask = slots.size() - 1;
-  for (std::size_t slot = Hash(key) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
-    const std::size_t position = slots[slot] - 1;
+  const std::size_t mask = slots->size() - 1;
+  for (std::size_t slot = Hash(key) & mask; (*slots)[slot] != 0; slot = (slot + 1) & mask) {
+    const std::size_t position = (*slots)[slot] - 1;
     if (members[position].key == key) return position;
   }
   return kNone;
 }
 
-JsonValue& JsonValue::Object::Get(std::string_view key) {
-  const std::size_t position = Position(key);
-  if (position != kNone) return members[position].value;
-  members.emplace_back().key.assign(key);
-  if (members.size() < kIndexedFrom) return members.back().value;
-  if (members.size() * 2 > slots.size()) {
+void JsonValue::Node::IndexLast() {
+  if (count < kIndexedFrom) return;
+  if (slots == nullptr || std::size_t{count} * 2 > slots->size()) {
     Index();
-    return members.back().value;
+    return;
   }
-  const std::size_t mask = slots.size() - 1;
-  std::size_t slot = Hash(key) & mask;
-  while (slots[slot] != 0) slot = (slot + 1) & mask;
-  slots[slot] = static_cast<std::uint32_t>(members.size());
-  return members.back().value;
+  const std::size_t mask = slots->size() - 1;
+  std::size_t slot = Hash(Members()[count - 1].key) & mask;
+  while ((*slots)[slot] != 0) slot = (slot + 1) & mask;
+  (*slots)[slot] = count;
 }
 
-bool JsonValue::Object::Index() {
-  slots.clear();
-  if (members.size() < kIndexedFrom) return true;
-  slots.resize(std::bit_ceil(members.size() * 2 + 1));
-  const std::size_t mask = slots.size() - 1;
+bool JsonValue::Node::Index() {
+  slots.reset();
+  if (count < kIndexedFrom) return true;
+  slots = std::make_unique<std::vector<std::uint32_t>>(std::bit_ceil(std::size_t{count} * 2 + 1));
+  const Member* members = Members();
+  const std::size_t mask = slots->size() - 1;
   bool unique = true;
-  for (std::size_t i = 0; i < members.size(); ++i) {
+  for (std::uint32_t i = 0; i < count; ++i) {
     std::size_t slot = Hash(members[i].key) & mask;
-    while (slots[slot] != 0 && members[slots[slot] - 1].key != members[i].key) slot = (slot + 1) & mask;
-    if (slots[slot] == 0)
-      slots[slot] = static_cast<std::uint32_t>(i + 1);
+    while ((*slots)[slot] != 0 && members[(*slots)[slot] - 1].key != members[i].key) slot = (slot + 1) & mask;
+    if ((*slots)[slot] == 0)
+      (*slots)[slot] = i + 1;
     else
       unique = false;
   }
   return unique;
 }
 
-bool JsonValue::Object::HasEqualKeys() const {
-  for (std::size_t i = 1; i < members.size(); ++i)
+bool JsonValue::Node::HasEqualKeys() const {
+  const Member* members = Members();
+  for (std::size_t i = 1; i < count; ++i)
     for (std::size_t j = 0; j < i; ++j)
       if (members[i].key == members[j].key) return true;
   return false;
-}
-
-JsonValue JsonValue::MakeText(std::string_view valid) {
-  JsonValue value;
-  value.bits_.type = JsonValueType::String;
-  if (valid.size() <= kInlineText) {
-    value.bits_.size = static_cast<std::uint8_t>(valid.size());
-    // The text runs over the end of the first field into the union, which has no gap before it.
-    if (!valid.empty()) std::memcpy(reinterpret_cast<char*>(&value.bits_) + 2, valid.data(), valid.size());
-    return value;
-  }
-  Text* text = new (::operator new(sizeof(Text) + valid.size())) Text;
-  text->length = valid.size();
-  std::memcpy(text->Characters(), valid.data(), valid.size());
-  value.bits_.payload = text;
-  value.bits_.size = kShared;
-  return value;
 }
 
 std::string_view JsonValue::AsUtf8() const noexcept {
@@ -92,21 +120,9 @@ std::string_view JsonValue::AsUtf8() const noexcept {
   return {text.Characters(), text.length};
 }
 
-JsonValue JsonValue::MakeContainer(Node* node) noexcept {
-  JsonValue value;
-  value.bits_.type = node->isObject ? JsonValueType::Object : JsonValueType::Array;
-  value.bits_.size = kShared;
-  value.bits_.payload = node;
-  return value;
-}
-
 JsonValue::Node* JsonValue::GetNode() const noexcept {
   const bool container = bits_.type >= JsonValueType::Array;
   return container && bits_.size == kShared ? static_cast<Node*>(bits_.payload) : nullptr;
-}
-
-const JsonValue::Object* JsonValue::GetObject() const noexcept {
-  return IsObject() ? static_cast<const Object*>(GetNode()) : nullptr;
 }
 
 void JsonValue::AddHolder() noexcept {
@@ -128,23 +144,16 @@ void JsonValue::AddHolder() noexcept {
   while (!open.empty()) {
     JsonValue& value = *open.back();
     open.pop_back();
-    if (value.IsArray()) {
-      const Elements& from = static_cast<Array*>(value.GetNode())->elements;
-      Array* array = new Array;
-      array->elements.resize(from.size());
-      for (std::size_t i = 0; i < from.size(); ++i) copy(array->elements[i], from[i]);
-      value.bits_.payload = array;
-    } else {
-      const Object& from = *value.GetObject();
-      Object* object = new Object;
-      object->members.resize(from.members.size());
-      for (std::size_t i = 0; i < from.members.size(); ++i) {
-        object->members[i].key = from.members[i].key;
-        copy(object->members[i].value, from.members[i].value);
-      }
-      object->slots = from.slots;
-      value.bits_.payload = object;
+    const Node& from = *value.GetNode();
+    Node* to = Node::Make(from.isObject, from.count);
+    for (std::size_t i = 0; i < from.count; ++i) {
+      if (from.isObject)
+        copy(to->AddMember({from.Members()[i].key, JsonValue()}).value, from.Members()[i].value);
+      else
+        copy(to->AddElement(JsonValue()), from.Elements()[i]);
     }
+    if (from.slots != nullptr) to->slots = std::make_unique<std::vector<std::uint32_t>>(*from.slots);
+    value.bits_.payload = to;
   }
 }
 
@@ -171,38 +180,38 @@ void JsonValue::Release() noexcept {
   while (pending != nullptr) {
     Node* node = pending;
     pending = node->next;
-    if (node->isObject) {
-      Object* object = static_cast<Object*>(node);
-      for (Member& member : object->members) drop(member.value);
-      delete object;
-    } else {
-      Array* array = static_cast<Array*>(node);
-      for (JsonValue& element : array->elements) drop(element);
-      delete array;
-    }
+    for (std::size_t i = 0; i < node->count; ++i) drop(node->isObject ? node->Members()[i].value : node->Elements()[i]);
+    Node::Free(node);
   }
 }
 
-JsonValue::Array& JsonValue::MakeArray() {
-  if (!IsArray()) *this = JsonValue(JsonValueType::Array);
-  Array* array = static_cast<Array*>(GetNode());
-  if (array == nullptr) {
-    *this = MakeContainer(array = new Array);
-  } else if (!array->IsSole()) {
-    *this = MakeContainer(array = new Array(*array));
+JsonValue::Node& JsonValue::MakeNode(JsonValueType::Enum type, std::size_t room) {
+  constexpr std::size_t kLeast = 4;
+  if (Type() != type) *this = JsonValue(type);
+  Node* node = GetNode();
+  const std::size_t needed = (node == nullptr ? 0 : node->count) + room;
+  if (node == nullptr) {
+    *this = MakeContainer(Node::Make(IsObject(), std::max(needed, kLeast)));
+  } else if (!node->IsSole()) {
+    *this = MakeContainer(Node::Copy(*node, needed));
+  } else if (needed > node->capacity) {
+    const std::size_t limit = std::numeric_limits<std::uint32_t>::max();
+    const std::size_t doubled = std::min(limit, std::size_t{node->capacity} * 2);
+    bits_.payload = Node::Enlarge(node, std::max(needed, doubled));
   }
-  return *array;
+  return *GetNode();
 }
 
-JsonValue::Object& JsonValue::MakeObject() {
-  if (!IsObject()) *this = JsonValue(JsonValueType::Object);
-  Object* object = static_cast<Object*>(GetNode());
-  if (object == nullptr) {
-    *this = MakeContainer(object = new Object);
-  } else if (!object->IsSole()) {
-    *this = MakeContainer(object = new Object(*object));
-  }
-  return *object;
+JsonValue& JsonValue::MemberOf(std::string_view validKey) {
+  Node* node = &MakeNode(JsonValueType::Object, 0);
+  const std::size_t position = node->Position(validKey);
+  if (position != Node::kNone) return node->Members()[position].value;
+  // The key may lie in a member that moves.
+  Member member{std::string(validKey), JsonValue()};
+  node = &MakeNode(JsonValueType::Object, 1);
+  JsonValue& value = node->AddMember(std::move(member)).value;
+  node->IndexLast();
+  return value;
 }
 
 }  // namespace Tamrin::Tessera

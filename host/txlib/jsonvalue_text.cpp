@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 
 #include "jsonlib/events.h"
 #include "jsonvalue_payload.h"
@@ -119,12 +118,12 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
     const auto first = members_.begin() + static_cast<std::ptrdiff_t>(levels_.back().first);
     levels_.pop_back();
     if (first == members_.end()) return Put(JsonValue(JsonValueType::Object));
-    auto* object = new JsonValue::Object;
-    JsonValue value = JsonValue::MakeContainer(object);
-    object->members.assign(std::make_move_iterator(first), std::make_move_iterator(members_.end()));
+    auto* node = JsonValue::Node::Make(true, static_cast<std::size_t>(members_.end() - first));
+    JsonValue value = JsonValue::MakeContainer(node);
+    for (auto member = first; member != members_.end(); ++member) node->AddMember(std::move(*member));
     members_.erase(first, members_.end());
-    const bool indexed = object->members.size() >= JsonValue::Object::kIndexedFrom;
-    if (indexed ? !object->Index() : object->HasEqualKeys()) KeepLast(*object);
+    const bool indexed = node->count >= JsonValue::Node::kIndexedFrom;
+    if (indexed ? !node->Index() : node->HasEqualKeys()) value = WithLastOfEqualKeys(*node);
     return Put(std::move(value));
   }
 
@@ -132,9 +131,9 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
     const auto first = elements_.begin() + static_cast<std::ptrdiff_t>(levels_.back().first);
     levels_.pop_back();
     if (first == elements_.end()) return Put(JsonValue(JsonValueType::Array));
-    auto* array = new JsonValue::Array;
-    JsonValue value = JsonValue::MakeContainer(array);
-    array->elements.assign(std::make_move_iterator(first), std::make_move_iterator(elements_.end()));
+    auto* node = JsonValue::Node::Make(false, static_cast<std::size_t>(elements_.end() - first));
+    JsonValue value = JsonValue::MakeContainer(node);
+    for (auto element = first; element != elements_.end(); ++element) node->AddElement(std::move(*element));
     elements_.erase(first, elements_.end());
     return Put(std::move(value));
   }
@@ -163,17 +162,16 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
     return true;
   }
 
-  static void KeepLast(JsonValue::Object& object) {
-    JsonValue::Members members = std::move(object.members);
-    object.members.clear();
-    object.slots.clear();
-    for (JsonValue::Member& member : members) object.Get(member.key) = std::move(member.value);
-    object.members.shrink_to_fit();
+  static JsonValue WithLastOfEqualKeys(JsonValue::Node& node) {
+    JsonValue object(JsonValueType::Object);
+    for (std::size_t i = 0; i < node.count; ++i)
+      object.MemberOf(node.Members()[i].key) = std::move(node.Members()[i].value);
+    return object;
   }
 
   std::vector<Level> levels_;
-  JsonValue::Elements elements_;
-  JsonValue::Members members_;
+  std::vector<JsonValue> elements_;
+  std::vector<JsonValue::Member> members_;
   JsonValue root_;
 };
 

@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace Tamrin::Tessera {
 
@@ -17,6 +16,25 @@ enum Enum { Null = 0, Int = 1, Unsigned = 2, Double = 3, String = 4, Bool = 5, A
 
 class JsonValueIterator;
 
+/// The elements of an array or the members of an object, which a value holds. Valid while the value is unchanged.
+template <typename Item>
+class JsonItems {
+ public:
+  JsonItems(const Item* first, std::size_t count) : first_(first), count_(count) {}
+  const Item* begin() const { return first_; }
+  const Item* end() const { return first_ + count_; }
+  const Item* data() const { return first_; }
+  std::size_t size() const { return count_; }
+  bool empty() const { return count_ == 0; }
+  const Item& operator[](std::size_t index) const { return first_[index]; }
+  const Item& front() const { return first_[0]; }
+  const Item& back() const { return first_[count_ - 1]; }
+
+ private:
+  const Item* first_;
+  std::size_t count_;
+};
+
 /// A JSON value of 16 bytes. Texts are held as UTF-8; bytes that are no UTF-8 become U+FFFD. Copies are deep in
 /// meaning and cheap in fact: arrays and objects are shared until one side is changed; only one whose inside was
 /// reached for writing, by operator[] or Member8, is copied at once, so that the reference keeps changing its own
@@ -25,16 +43,23 @@ class JsonValueIterator;
 class JsonValue {
  public:
   struct Member;
-  using Elements = std::vector<JsonValue>;
-  using Members = std::vector<Member>;
+  using Elements = JsonItems<JsonValue>;
+  using Members = JsonItems<Member>;
 
   JsonValue() noexcept {}  // provided, so that a constant may be declared without braces
   JsonValue(const std::wstring& text);
   JsonValue(const wchar_t* text);
-  JsonValue(bool value) noexcept;
-  JsonValue(double value) noexcept;
-  JsonValue(int value) noexcept;
-  explicit JsonValue(JsonValueType::Enum type);
+  JsonValue(bool value) noexcept {
+    bits_.type = JsonValueType::Bool;
+    bits_.truth = value;
+  }
+  JsonValue(double value) noexcept {
+    bits_.type = JsonValueType::Double;
+    bits_.real = value;
+  }
+  JsonValue(int value) noexcept : JsonValue(FromInt64(value)) {}
+  /// The type's empty value: 0, false, an empty text, array or object.
+  explicit JsonValue(JsonValueType::Enum type) noexcept { bits_.type = static_cast<std::uint8_t>(type); }
   JsonValue(const JsonValue& other) noexcept : bits_(other.bits_) {
     if (bits_.size == kShared) AddHolder();
   }
@@ -51,8 +76,18 @@ class JsonValue {
   }
 
   static JsonValue FromUtf8(std::string_view text);
-  static JsonValue FromInt64(std::int64_t value);
-  static JsonValue FromUint64(std::uint64_t value);
+  static JsonValue FromInt64(std::int64_t value) noexcept {
+    JsonValue json;
+    json.bits_.type = JsonValueType::Int;
+    json.bits_.integer = value;
+    return json;
+  }
+  static JsonValue FromUint64(std::uint64_t value) noexcept {
+    JsonValue json;
+    json.bits_.type = JsonValueType::Unsigned;
+    json.bits_.natural = value;
+    return json;
+  }
 
   JsonValueType::Enum Type() const noexcept { return static_cast<JsonValueType::Enum>(bits_.type); }
   bool IsNull() const noexcept { return Type() == JsonValueType::Null; }
@@ -93,8 +128,8 @@ class JsonValue {
   JsonValueIterator begin() const;
   JsonValueIterator end() const;
   /// The elements of an array, the members of an object; empty for other types.
-  const Elements& GetElements() const noexcept;
-  const Members& GetMembers() const noexcept;
+  Elements GetElements() const noexcept;
+  Members GetMembers() const noexcept;
 
   /// Numbers are converted (saturating, truncating), true is 1, other types give 0.
   int AsInt() const noexcept;
@@ -124,13 +159,11 @@ class JsonValue {
   struct Payload;
   struct Text;
   struct Node;
-  struct Array;
-  struct Object;
   struct Bits {
     std::uint8_t type = JsonValueType::Null;
     std::uint8_t size = 0;  ///< of a text held in the 14 bytes that follow; kShared where `payload` is held
     char text[6] = {};
-    union {
+    union {  // zero in all forms
       bool truth;
       std::int64_t integer;
       std::uint64_t natural = 0;
@@ -146,9 +179,8 @@ class JsonValue {
   void AddHolder() noexcept;
   void Release() noexcept;
   Node* GetNode() const noexcept;
-  const Object* GetObject() const noexcept;
-  Array& MakeArray();
-  Object& MakeObject();
+  Node& MakeNode(JsonValueType::Enum type, std::size_t room);
+  JsonValue& MemberOf(std::string_view validKey);
   Bits bits_;
 };
 
