@@ -91,6 +91,7 @@ bool AttributeTableData::FromJSON(const JsonValue& json) { return ReadJson(*this
 std::uint64_t AttributeTableData::SizeInBytes() const {
   std::uint64_t size = sizeof(AttributeTableData);
   if (HasNoValue()) return size;
+  size += sizeof(AttributeTable);
   for (const auto& column : GetDataValue().GetColumns()) {
     size += sizeof(AttributeTable::Column) + column.name.size() * sizeof(wchar_t);
     if (column.table) size += StackSize(column.table->GetStack());
