@@ -4,6 +4,7 @@
 #include "kcommon/ktxt.h"
 #include "plugin/pluginmanager.h"
 #include "program.h"
+#include "txlib/builtin.h"
 #include "txlib/conversion.h"
 #include "txlib/factories.h"
 
@@ -57,6 +58,7 @@ JsonValue ListToJson(const std::wstring& category) {
 }  // namespace
 
 int List(const Arguments& arguments) {
+  Tamrin::Tessera::EnsureBuiltIns();
   // The built-in types are entered on first need of a factory.
   DataFactory::GetNames();
   std::vector<std::wstring> categories = PluginManager::Categories();

@@ -4,7 +4,7 @@
 #include <boost/make_shared.hpp>
 
 #include "eq.h"
-#include "plugin/pluginmanager.h"
+#include "txlib/builtin.h"
 #include "txlib/model.h"
 
 namespace Tamrin::TesseraBasic {
@@ -24,11 +24,7 @@ int OperatorProxies(const std::wstring& category, std::vector<boost::shared_ptr<
   return 0;
 }
 
-// Two names at load are cheap; no operator is made before it is asked for.
-[[maybe_unused]] const bool kOffered = [] {
-  korven::plugin::PluginManager::Instance().AddBuiltIn(L"tessera", &OperatorProxies);
-  return true;
-}();
+const tessera::BuiltInRegistrar kRegistrar(&OperatorProxies);
 
 }  // namespace
 }  // namespace Tamrin::TesseraBasic

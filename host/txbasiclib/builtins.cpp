@@ -1,9 +1,9 @@
 #include <boost/make_shared.hpp>
 
-#include "../txlib/builtin.h"
 #include "collectionimpl.h"
 #include "stackparts.h"
 #include "txbasiclib/basicvalues.h"
+#include "txlib/builtin.h"
 #include "txlib/conversion.h"
 #include "txlib/portaccess.h"
 

@@ -1,4 +1,4 @@
-#include "builtin.h"
+#include "txlib/builtin.h"
 
 #include <atomic>
 #include <boost/make_shared.hpp>

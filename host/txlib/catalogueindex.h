@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "builtin.h"
+#include "txlib/builtin.h"
 #include "kcommon/kerr.h"
 #include "plugin/pluginmanager.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "builtin.h"
+#include "txlib/builtin.h"
 #include "datatext.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kstr.h"

@@ -1,6 +1,6 @@
 #include "txlib/datarequest.h"
 
-#include "builtin.h"
+#include "txlib/builtin.h"
 #include "plugin/plugintypeinfo.h"
 
 namespace Tamrin::Tessera {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <boost/filesystem.hpp>
 
-#include "builtin.h"
+#include "txlib/builtin.h"
 #include "documentreader.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"

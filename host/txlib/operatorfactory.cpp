@@ -1,7 +1,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "builtin.h"
+#include "txlib/builtin.h"
 #include "plugin/pluginmanager.h"
 #include "txlib/factories.h"
 

@@ -1,3 +1,4 @@
+#include "txlib/builtin.h"
 #include "txlib/conversion.h"
 
 #include <gtest/gtest.h>
@@ -154,6 +155,7 @@ TEST(ConversionTest, TellsItsTypes) {
 }
 
 TEST(DataFactoryTest, MakesEveryOwnType) {
+  EnsureBuiltIns();
   for (const wchar_t* name : {L"Bool", L"Int", L"Unsigned", L"Double", L"String", L"File", L"Directory", L"StringList",
                               L"List", L"Dictionary"}) {
     const ObjectName type(L"VANTIX", name);
