@@ -12,6 +12,17 @@ namespace {
 
 constexpr int kChain = 1000;
 
+/// As the nodes that it is compared with: a typed read, a new value, nothing else.
+class Increment : public tx::Operator {
+ public:
+  const wchar_t* GetDefaultOperatorName() const override { return L"Increment"; }
+  void DeclarePorts() override {
+    CreatePort(L"In", tx::DoubleData::DefaultTypeName(), tx::PortType::Input);
+    CreatePort(L"Out", tx::DoubleData::DefaultTypeName(), tx::PortType::Output);
+  }
+  void OnExecute() override { tx::WritePort<double>(*this, L"Out", tx::ReadPort<double>(*this, L"In") + 1); }
+};
+
 template <typename Op>
 boost::shared_ptr<tx::Model> MakeChain(int length) {
   const auto model = MakeOperator<tx::Model>();
@@ -25,7 +36,7 @@ boost::shared_ptr<tx::Model> MakeChain(int length) {
 }
 
 void ChainOfOperators(benchmark::State& state) {
-  const auto model = MakeChain<AddOne>(kChain);
+  const auto model = MakeChain<Increment>(kChain);
   const auto first = model->GetOperators().front()->GetPort(L"In");
   for (auto _ : state) {
     state.PauseTiming();

@@ -110,25 +110,28 @@ bool ShortenPath(std::string& path) {
   return true;
 }
 
-/// Line ends of the text, so that many offsets are told in one pass.
+/// Tells line and column of rising offsets in one pass over the text.
 class Lines {
  public:
-  explicit Lines(std::string_view text) : text_(text) {
-    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1))
-      starts_.push_back(at + 1);
-  }
-  void Locate(std::size_t offset, std::size_t& line, std::size_t& column) const {
-    const auto next = std::upper_bound(starts_.begin(), starts_.end(), offset);
-    line = static_cast<std::size_t>(next - starts_.begin());
-    const std::string_view before = text_.substr(*(next - 1), offset - *(next - 1));
-    column = 1 + static_cast<std::size_t>(std::count_if(before.begin(), before.end(), [](char c) {
-               return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-             }));
+  explicit Lines(std::string_view text) : text_(text) {}
+  void Locate(std::size_t offset, std::size_t& line, std::size_t& column) {
+    for (; at_ < offset; ++at_) {
+      if (text_[at_] == '\n') {
+        ++line_;
+        column_ = 1;
+      } else if ((static_cast<unsigned char>(text_[at_]) & 0xC0) != 0x80) {
+        ++column_;
+      }
+    }
+    line = line_;
+    column = column_;
   }
 
  private:
   std::string_view text_;
-  std::vector<std::size_t> starts_{0};
+  std::size_t at_ = 0;
+  std::size_t line_ = 1;
+  std::size_t column_ = 1;
 };
 
 std::string Joined(const std::vector<DocumentProblem>& problems) {
@@ -186,18 +189,24 @@ std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) 
   Locator locator(text, wanted);
   korven::jsonlib::ParseError ignored;
   korven::jsonlib::ParseEvents(text, locator, {}, ignored);
-  const Lines lines(text);
+  std::vector<std::pair<std::size_t, DocumentProblem>> located;
+  located.reserve(problems_.size());
   for (DocumentProblem& problem : problems_) {
     std::string path = problem.path;
     std::size_t offset = wanted[path];
     while (offset == std::string::npos && ShortenPath(path)) offset = wanted[path];
-    if (offset != std::string::npos) lines.Locate(offset, problem.line, problem.column);
+    located.emplace_back(offset == std::string::npos ? 0 : offset, std::move(problem));
   }
-  std::stable_sort(problems_.begin(), problems_.end(), [](const DocumentProblem& a, const DocumentProblem& b) {
-    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
-  });
+  std::stable_sort(located.begin(), located.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  problems_.clear();
+  Lines lines(text);
+  std::vector<DocumentProblem> problems;
+  for (auto& [offset, problem] : located) {
+    lines.Locate(offset, problem.line, problem.column);
+    problems.push_back(std::move(problem));
+  }
   hasErrors_ = false;
-  return std::exchange(problems_, {});
+  return problems;
 }
 
 std::wstring DocumentProblem::ToString() const {

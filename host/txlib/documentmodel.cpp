@@ -70,7 +70,10 @@ std::size_t DocumentModelReader::FindNodeById(std::string_view id, const Documen
   const auto found = byId_.find(id);
   if (found != byId_.end()) return found->second;
   std::vector<std::wstring> known;
-  for (const auto& [name, index] : byId_) known.push_back(Wide(name));
+  // Nobody reads hints by the thousand, and each looks at every id.
+  if (hints_++ < kMostHints) {
+    for (const auto& [name, index] : byId_) known.push_back(Wide(name));
+  }
   reading_.faults.Error(place, L"found the unknown operator id \"" + Wide(id) + L"\"" + DidYouMean(Wide(id), known));
   return kNone;
 }

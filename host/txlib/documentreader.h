@@ -167,6 +167,8 @@ class DocumentModelReader {
   std::vector<std::pair<std::size_t, std::size_t>> edges_;
   std::unordered_map<const Port*, std::size_t> connected_;
   std::unordered_map<std::wstring, std::size_t> portNames_;
+  static constexpr int kMostHints = 50;
+  int hints_ = 0;  ///< nearest names looked up for unknown ids
 };
 
 /// The members of one cycle each, in their order along it, as indexes of nodes.

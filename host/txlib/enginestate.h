@@ -7,18 +7,35 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "txlib/model.h"
 #include "txlib/operator.h"
 #include "txlib/port.h"
 
+/// For the few words per thread that every run of an operator touches: reached without a call. Every program that
+/// loads the library late has room for them.
+#define TESSERA_FAST_TLS [[gnu::tls_model("initial-exec")]]
+
 namespace Tamrin::Tessera {
 
 class PortState;
+
+/// What the ports of all operators of a class mostly say alike. Shared between them once it is so, and then never
+/// changed and never destroyed.
+struct PortFacts {
+  std::wstring name;
+  std::wstring displayName;
+  std::vector<ObjectName> types;
+  friend bool operator==(const PortFacts&, const PortFacts&) = default;
+};
+/// Facts of the ports that a class declares, in their order.
+using ClassPorts = std::vector<std::unique_ptr<const PortFacts>>;
 
 class PortConnectionState : public PortConnection {
  public:
@@ -29,11 +46,6 @@ class PortConnectionState : public PortConnection {
 /// A port with its state; every Port is one.
 class PortState : public Port {
  public:
-  struct Answer {
-    const DataRequest* request;
-    std::thread::id thread;
-    boost::shared_ptr<Data> data;
-  };
   /// Rarely set; most ports have none of it.
   struct Extras {
     std::vector<ObjectName> extraTypes;
@@ -43,41 +55,49 @@ class PortState : public Port {
     ObjectName uiProvider;
   };
 
-  PortState(Operator* owner, std::wstring name, PortType type);
+  /// Shares the facts where they are shared ones, otherwise has its own.
+  PortState(Operator* owner, const std::wstring& name, const ObjectName& dataType, PortType type,
+            const PortFacts* shared);
   ~PortState() override;
 
   static PortState& Of(Port& port) { return static_cast<PortState&>(port); }
   static const PortState& Of(const Port& port) { return static_cast<const PortState&>(port); }
   Extras& GetExtras();
+  const PortFacts& Facts() const { return *facts_; }
+  /// The port's own facts, to be changed. What was read of shared ones stays valid.
+  PortFacts& OwnFacts();
+  /// Takes shared facts that say the same in place of own ones.
+  void ShareFacts(const PortFacts& shared);
+  bool HasOwnFacts() const { return ownFacts_ != nullptr; }
   /// The port whose connection or value this input or setting takes: itself, or the outermost model port above.
   PortState* SourceEnd();
   /// The output that feeds this input through aliases, or null.
   PortState* Feeder();
-  boost::shared_ptr<Data> OwnOrDefault() const;
+  const boost::shared_ptr<Data>& OwnOrDefault() const { return data ? data : defaultData; }
   /// Data as seen along aliases, once everything that feeds it has run.
   boost::shared_ptr<Data> ValueAlongAliases() const;
-  boost::shared_ptr<Data> OutputData() const;
+  const boost::shared_ptr<Data>& OutputData() const;
   void AnswerTo(const DataRequest& request, const boost::shared_ptr<Data>& answer);
-  boost::shared_ptr<Data> TakeAnswer(const DataRequest& request);
+  /// Takes a connection out of `outgoing`.
+  void Forget(const boost::shared_ptr<PortConnectionState>& connection);
   /// Cuts connections and aliases.
   void Detach();
-  bool IsConnected() const { return incoming != nullptr; }
 
   Operator* owner;
-  std::wstring name;
-  std::wstring displayName;
-  PortType type;
+  const PortType type;
   bool optional = false;
   bool hidden = false;
-  std::vector<ObjectName> types;
   boost::shared_ptr<Data> data;
-  boost::shared_ptr<Data> defaultData;
   boost::shared_ptr<PortConnectionState> incoming;
-  std::vector<boost::shared_ptr<PortConnectionState>> outgoing;
   PortState* parentPort = nullptr;
+  boost::container::small_vector<boost::shared_ptr<PortConnectionState>, 1> outgoing;
   std::vector<PortState*> innerPorts;
-  std::vector<Answer> answers;  ///< guarded by a lock of the port's stripe
+  boost::shared_ptr<Data> defaultData;
   std::unique_ptr<Extras> extras;
+
+ private:
+  const PortFacts* facts_;
+  std::unique_ptr<PortFacts> ownFacts_;
 };
 
 /// Callbacks that live as long as their handles. Guarded by its own lock; called outside of it.
@@ -113,8 +133,10 @@ class OperatorState {
   /// What a document or caller said in place of the class's own texts.
   struct Identity {
     std::optional<std::wstring> displayName, description, category, icon, keywords;
+    std::wstring prototype;
     ObjectName uiProvider;
   };
+  using PortIndex = std::unordered_map<std::wstring_view, boost::shared_ptr<Port>>;
   struct Watchers {
     CallbackList<InvalidateCallback> invalidate;
     CallbackList<MessageCallback> message;
@@ -128,7 +150,11 @@ class OperatorState {
 
   Identity& GetIdentity();
   Watchers& GetWatchers();
-  PortState* FindPort(const std::wstring& name) const;
+  /// The port's place in `ports`, or null.
+  const boost::shared_ptr<Port>* FindPort(std::wstring_view name) const;
+  /// Lets the operator declare its ports.
+  void Declare();
+  const PortFacts* FactsForNextPort(const std::wstring& name, const ObjectName& dataType) const;
   void AddPort(const boost::shared_ptr<PortState>& port, int position);
   bool RemovePort(const Port* port);
 
@@ -144,15 +170,6 @@ class OperatorState {
   static void Observe(Operator& op, bool finished);
 
   Operator* self;
-  std::vector<boost::shared_ptr<Port>> ports;
-  std::unordered_map<std::wstring, PortState*> portsByName;  ///< only of operators with many ports
-  std::unique_ptr<Identity> identity;
-  std::atomic<Watchers*> watchers{nullptr};
-  AttributeMap attributes;
-  std::vector<boost::weak_ptr<Operator>> orderParents;
-  Model* process = nullptr;
-  std::wstring prototype;
-  boost::shared_ptr<void> documentSlot;
   std::atomic<bool> executed{false};
   std::atomic<bool> deactivated{false};
   std::atomic<bool> reportsProgress{true};
@@ -160,13 +177,21 @@ class OperatorState {
   bool initialized = false;
   bool inParents = false;  ///< its parents are being run; written by the thread that has the operator
   std::atomic<std::uintptr_t> runner{0};
+  std::vector<boost::shared_ptr<Port>> ports;
+  std::vector<boost::weak_ptr<Operator>> orderParents;
+  Model* process = nullptr;
+  std::atomic<Watchers*> watchers{nullptr};
+  std::unique_ptr<PortIndex> portsByName;  ///< only of operators with many ports
+  std::unique_ptr<Identity> identity;
+  std::unique_ptr<AttributeMap> attributes;
+  boost::shared_ptr<void> documentSlot;
 
   ~OperatorState();
 
  private:
   class Driver;
   friend class Operator;
-  static thread_local std::vector<Operator*>* collector_;
+  TESSERA_FAST_TLS static thread_local std::vector<Operator*>* collector_;
 };
 
 class ModelState {
@@ -175,6 +200,11 @@ class ModelState {
   static ModelState& Of(const Model& model) { return *model.modelState_; }
   std::vector<boost::shared_ptr<Operator>> operators;
   std::vector<boost::shared_ptr<Operator>> tails;
+  /// Operators none of whose outputs is connected inside the model. Found at a run, forgotten at an edit.
+  const std::vector<Operator*>& GetEnds(const Model& model);
+  /// To be called where a connection from that port comes or goes.
+  static void ForgetEndsAround(const PortState& source);
+  std::optional<std::vector<Operator*>> ends;
   boost::shared_ptr<ExecutionEnvironment> environment;
   std::mutex temporaryMutex;
   std::wstring temporaryDirectory;

@@ -10,7 +10,7 @@ namespace Tamrin::Tessera {
 namespace {
 
 std::uintptr_t ThisThread() {
-  static thread_local const char token = 0;
+  TESSERA_FAST_TLS static thread_local const char token = 0;
   return reinterpret_cast<std::uintptr_t>(&token);
 }
 
@@ -171,8 +171,8 @@ void Operator::ExecuteParents() {
     if (const auto live = parent.lock()) run(*live);
   }
   for (const auto& port : state_->ports) {
-    if (port->IsOutput()) continue;
-    const PortState* const feeder = PortState::Of(*port).Feeder();
+    PortState& input = PortState::Of(*port);
+    const PortState* const feeder = input.type == PortType::Output ? nullptr : input.Feeder();
     if (feeder && feeder->owner && !feeder->owner->IsExecuted()) run(*feeder->owner);
   }
 }
@@ -238,7 +238,8 @@ void OperatorState::InvalidateFrom(std::vector<Operator*> changed) {
     }
     if (!wasExecuted) continue;  // nothing downstream has seen its data
     for (const auto& port : state.ports) {
-      if (port->IsOutput()) CollectReaders(PortState::Of(*port), changed);
+      const PortState& output = PortState::Of(*port);
+      if (output.type == PortType::Output) CollectReaders(output, changed);
     }
     if (state.process && Of(*state.process).executed) changed.push_back(state.process);
   }

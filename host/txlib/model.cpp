@@ -55,8 +55,9 @@ namespace {
 
 bool FeedsInside(const Operator& op, const Model& model) {
   for (const auto& port : op.GetPorts()) {
-    if (!port->IsOutput()) continue;
-    for (const auto& connection : PortState::Of(*port).outgoing) {
+    const PortState& output = PortState::Of(*port);
+    if (output.type != PortType::Output) continue;
+    for (const auto& connection : output.outgoing) {
       const PortState* const reader = connection->destination;
       if (reader && reader->owner && OperatorState::Of(*reader->owner).process == &model) return true;
     }
@@ -72,10 +73,25 @@ void Model::OnExecute() {
     for (const auto& tail : tails) tail->Execute();
     return;
   }
-  const auto operators = modelState_->operators;
-  for (const auto& op : operators) {
-    if (!FeedsInside(*op, *this)) op->Execute();
+  // An operator that edits its model while it runs must not end what is being walked.
+  std::vector<boost::shared_ptr<Operator>> ends;
+  for (Operator* const end : modelState_->GetEnds(*this)) ends.push_back(end->SharedThis());
+  for (const auto& end : ends) end->Execute();
+}
+
+const std::vector<Operator*>& ModelState::GetEnds(const Model& model) {
+  if (!ends) {
+    ends.emplace();
+    for (const auto& op : operators) {
+      if (!FeedsInside(*op, model)) ends->push_back(op.get());
+    }
   }
+  return *ends;
+}
+
+void ModelState::ForgetEndsAround(const PortState& source) {
+  const Model* const model = source.owner ? OperatorState::Of(*source.owner).process : nullptr;
+  if (model) Of(*model).ends.reset();
 }
 
 void Model::AddOperator(const boost::shared_ptr<Operator>& op) {
@@ -91,6 +107,7 @@ void Model::AddOperator(const boost::shared_ptr<Operator>& op) {
   if (process) process->RemoveOperator(op);
   process = this;
   modelState_->operators.push_back(op);
+  modelState_->ends.reset();
 }
 
 void Model::RemoveOperator(const boost::shared_ptr<Operator>& op) {
@@ -99,6 +116,7 @@ void Model::RemoveOperator(const boost::shared_ptr<Operator>& op) {
   if (found == operators.rend()) return;
   const boost::shared_ptr<Operator> removed = *found;
   operators.erase(std::next(found).base());
+  modelState_->ends.reset();
   RemoveTail(removed);
   for (const auto& port : removed->GetPorts()) {
     PortState* const outer = PortState::Of(*port).parentPort;
@@ -140,7 +158,7 @@ boost::shared_ptr<Port> Model::AliasPort(const boost::shared_ptr<Port>& inner, c
     const auto& types = inner->GetSupportedDataTypes();
     outer = CreatePort(name, types.empty() ? Data::DefaultTypeName() : types.front(), inner->GetPortType());
     PortState& state = PortState::Of(*outer);
-    state.types = types;
+    outer->SetSupportedTypes(types);
     state.optional = innerState.optional;
     state.hidden = innerState.hidden;
     if (innerState.extras) state.extras = std::make_unique<PortState::Extras>(*innerState.extras);

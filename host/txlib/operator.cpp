@@ -32,7 +32,7 @@ std::wstring Operator::ToString() const {
 void Operator::Initialize() {
   if (state_->initialized) return;
   state_->initialized = true;
-  DeclarePorts();
+  state_->Declare();
 }
 
 std::wstring Operator::Description() const { return GetDefaultDescription(); }
@@ -47,8 +47,8 @@ boost::shared_ptr<Port> Operator::CreatePort(const std::wstring& name, const Obj
   if (state_->FindPort(name)) {
     throw std::invalid_argument(KorvenLog::Narrow(GetDisplayName() + L" has a port named " + name + L" already."));
   }
-  const auto port = boost::make_shared<PortState>(this, name, portType);
-  port->types.push_back(type);
+  const auto port =
+      boost::make_shared<PortState>(this, name, type, portType, state_->FactsForNextPort(name, type));
   state_->AddPort(port, position);
   OnPortAdded(port);
   return port;
@@ -74,14 +74,17 @@ boost::shared_ptr<Port> Operator::CreatePortWithAttributes(const wchar_t* name, 
 }
 
 bool Operator::RemovePort(const boost::shared_ptr<Port>& port) { return state_->RemovePort(port.get()); }
-bool Operator::RemovePort(const std::wstring& name) { return state_->RemovePort(state_->FindPort(name)); }
+bool Operator::RemovePort(const std::wstring& name) {
+  const auto* const port = state_->FindPort(name);
+  return port && state_->RemovePort(port->get());
+}
 void Operator::ClearPorts() {
   while (!state_->ports.empty()) state_->RemovePort(state_->ports.back().get());
 }
 
 boost::shared_ptr<Port> Operator::GetPort(const std::wstring& name) const {
-  PortState* const port = state_->FindPort(name);
-  return port ? port->shared_from_this() : nullptr;
+  const auto* const port = state_->FindPort(name);
+  return port ? *port : nullptr;
 }
 const std::vector<boost::shared_ptr<Port>>& Operator::GetPorts() const { return state_->ports; }
 
@@ -144,8 +147,8 @@ void Operator::SetDescription(const std::wstring& text) { state_->GetIdentity().
 void Operator::SetDisplayCategory(const std::wstring& category) { state_->GetIdentity().category = category; }
 void Operator::SetIcon(const std::wstring& icon) { state_->GetIdentity().icon = icon; }
 void Operator::SetKeywords(const std::wstring& keywords) { state_->GetIdentity().keywords = keywords; }
-void Operator::SetPrototype(const std::wstring& prototype) { state_->prototype = prototype; }
-std::wstring Operator::GetPrototype() const { return state_->prototype; }
+void Operator::SetPrototype(const std::wstring& prototype) { state_->GetIdentity().prototype = prototype; }
+std::wstring Operator::GetPrototype() const { return state_->identity ? state_->identity->prototype : std::wstring(); }
 void Operator::SetExpandible(bool expandible) { state_->expandible = expandible; }
 bool Operator::IsExpandible() const { return state_->expandible; }
 void Operator::SetUIProvider(const std::wstring& name, const std::wstring& nameSpace) {
@@ -153,13 +156,18 @@ void Operator::SetUIProvider(const std::wstring& name, const std::wstring& nameS
 }
 
 void Operator::SetAttribute(const std::wstring& key, const boost::shared_ptr<Data>& value) {
-  state_->attributes[key] = value;
+  if (!state_->attributes) state_->attributes = std::make_unique<AttributeMap>();
+  (*state_->attributes)[key] = value;
 }
 boost::shared_ptr<Data> Operator::GetAttribute(const std::wstring& key) const {
-  const auto found = state_->attributes.find(key);
-  return found == state_->attributes.end() ? nullptr : found->second;
+  const AttributeMap& attributes = GetAttributes();
+  const auto found = attributes.find(key);
+  return found == attributes.end() ? nullptr : found->second;
 }
-const AttributeMap& Operator::GetAttributes() const { return state_->attributes; }
+const AttributeMap& Operator::GetAttributes() const {
+  static const AttributeMap none;
+  return state_->attributes ? *state_->attributes : none;
+}
 
 // Messages.
 

@@ -50,6 +50,7 @@ boost::shared_ptr<PortConnection> Operator::ConnectPort(const boost::shared_ptr<
   connection->source = &PortState::Of(*source);
   connection->destination = &input;
   connection->source->outgoing.push_back(connection);
+  ModelState::ForgetEndsAround(*connection->source);
   input.incoming = connection;
   if (input.owner) OperatorState::InvalidateFrom(input);
   return connection;
@@ -60,7 +61,7 @@ void Operator::DisconnectPort(const boost::shared_ptr<Port>& input) {
   if (!state.incoming) return;
   const auto connection = state.incoming;
   state.incoming.reset();
-  if (connection->source) std::erase(connection->source->outgoing, connection);
+  if (connection->source) connection->source->Forget(connection);
   connection->source = connection->destination = nullptr;
   if (state.owner) OperatorState::InvalidateFrom(state);
 }

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kManyPorts = 16;
 }  // namespace
 
-thread_local std::vector<Operator*>* OperatorState::collector_ = nullptr;
+TESSERA_FAST_TLS thread_local std::vector<Operator*>* OperatorState::collector_ = nullptr;
 
 OperatorState::~OperatorState() { delete watchers.load(); }
 
@@ -26,13 +26,13 @@ OperatorState::Watchers& OperatorState::GetWatchers() {
   return *none;  // another thread was first
 }
 
-PortState* OperatorState::FindPort(const std::wstring& name) const {
-  if (!portsByName.empty()) {
-    const auto found = portsByName.find(name);
-    return found == portsByName.end() ? nullptr : found->second;
+const boost::shared_ptr<Port>* OperatorState::FindPort(std::wstring_view name) const {
+  if (portsByName) {
+    const auto found = portsByName->find(name);
+    return found == portsByName->end() ? nullptr : &found->second;
   }
   for (const auto& port : ports) {
-    if (PortState::Of(*port).name == name) return &PortState::Of(*port);
+    if (PortState::Of(*port).Facts().name == name) return &port;
   }
   return nullptr;
 }
@@ -40,10 +40,11 @@ PortState* OperatorState::FindPort(const std::wstring& name) const {
 void OperatorState::AddPort(const boost::shared_ptr<PortState>& port, int position) {
   const bool append = position < 0 || static_cast<std::size_t>(position) >= ports.size();
   ports.insert(append ? ports.end() : ports.begin() + position, port);
-  if (!portsByName.empty()) {
-    portsByName.emplace(port->name, port.get());
+  if (portsByName) {
+    portsByName->emplace(port->Facts().name, port);
   } else if (ports.size() > kManyPorts) {
-    for (const auto& known : ports) portsByName.emplace(known->GetName(), &PortState::Of(*known));
+    portsByName = std::make_unique<PortIndex>();
+    for (const auto& known : ports) portsByName->emplace(known->GetName(), known);
   }
 }
 
@@ -52,7 +53,7 @@ bool OperatorState::RemovePort(const Port* port) {
   if (!port || found == ports.end()) return false;
   const boost::shared_ptr<Port> removed = *found;
   ports.erase(found);
-  portsByName.erase(removed->GetName());
+  if (portsByName) portsByName->erase(removed->GetName());
   PortState::Of(*removed).Detach();
   PortState::Of(*removed).owner = nullptr;
   return true;
@@ -60,7 +61,8 @@ bool OperatorState::RemovePort(const Port* port) {
 
 void OperatorState::ClearOutputs() {
   for (const auto& port : ports) {
-    if (port->IsOutput()) PortState::Of(*port).data.reset();
+    PortState& state = PortState::Of(*port);
+    if (state.type == PortType::Output) state.data.reset();
   }
 }
 

@@ -1,8 +1,6 @@
 #include "txlib/port.h"
 
 #include <algorithm>
-#include <array>
-#include <functional>
 
 #include "enginestate.h"
 #include "txlib/basicdata.h"
@@ -14,11 +12,33 @@ namespace {
 
 const ObjectName kAnyType = Data::DefaultTypeName();
 
-/// Answers are short-lived and few: a lock for a stripe of ports costs less than one in each port.
-std::mutex& AnswerMutex(const PortState& port) {
-  static std::array<std::mutex, 64> mutexes;
-  return mutexes[(std::hash<const void*>()(&port) >> 6) % mutexes.size()];
-}
+/// A pull that waits for its answer on this thread's stack, and the one that it came from.
+class Pull {
+ public:
+  Pull(const PortState& port, const DataRequest& request) : port_(port), request_(request), outer_(current_) {
+    current_ = this;
+  }
+  ~Pull() { current_ = outer_; }
+  Pull(const Pull&) = delete;
+  Pull& operator=(const Pull&) = delete;
+  boost::shared_ptr<Data> TakeAnswer() { return std::move(answer_); }
+
+  static void Answer(const PortState& port, const DataRequest& request, const boost::shared_ptr<Data>& data) {
+    for (Pull* pull = current_; pull; pull = pull->outer_) {
+      if (&pull->port_ != &port || &pull->request_ != &request) continue;
+      pull->answer_ = data;
+      return;
+    }
+  }
+
+ private:
+  const PortState& port_;
+  const DataRequest& request_;
+  Pull* const outer_;
+  boost::shared_ptr<Data> answer_;
+  TESSERA_FAST_TLS static thread_local Pull* current_;
+};
+TESSERA_FAST_TLS thread_local Pull* Pull::current_ = nullptr;
 
 PortState& State(Port* port) { return PortState::Of(*port); }
 const PortState& State(const Port* port) { return PortState::Of(*port); }
@@ -43,8 +63,29 @@ boost::shared_ptr<Port> PortConnection::GetDestination() const {
   return Shared(static_cast<const PortConnectionState*>(this)->destination);
 }
 
-PortState::PortState(Operator* owningOperator, std::wstring portName, PortType portType)
-    : owner(owningOperator), name(std::move(portName)), type(portType) {}
+PortState::PortState(Operator* owningOperator, const std::wstring& portName, const ObjectName& dataType,
+                     PortType portType, const PortFacts* shared)
+    : owner(owningOperator), type(portType), facts_(shared) {
+  if (facts_) return;
+  ownFacts_ = std::make_unique<PortFacts>();
+  ownFacts_->name = portName;
+  ownFacts_->types.push_back(dataType);
+  facts_ = ownFacts_.get();
+}
+
+PortFacts& PortState::OwnFacts() {
+  if (!ownFacts_) {
+    ownFacts_ = std::make_unique<PortFacts>(*facts_);
+    facts_ = ownFacts_.get();
+  }
+  return *ownFacts_;
+}
+
+void PortState::ShareFacts(const PortFacts& shared) {
+  if (!ownFacts_ || *ownFacts_ != shared) return;
+  facts_ = &shared;
+  ownFacts_.reset();
+}
 
 PortState::~PortState() { Detach(); }
 
@@ -52,7 +93,7 @@ Port::~Port() = default;
 
 void PortState::Detach() {
   if (incoming) {
-    if (incoming->source) std::erase(incoming->source->outgoing, incoming);
+    if (incoming->source) incoming->source->Forget(incoming);
     incoming->source = incoming->destination = nullptr;
     incoming.reset();
   }
@@ -60,11 +101,17 @@ void PortState::Detach() {
     if (connection->destination) connection->destination->incoming.reset();
     connection->source = connection->destination = nullptr;
   }
+  if (!outgoing.empty()) ModelState::ForgetEndsAround(*this);
   outgoing.clear();
   if (parentPort) std::erase(parentPort->innerPorts, this);
   parentPort = nullptr;
   for (PortState* inner : innerPorts) inner->parentPort = nullptr;
   innerPorts.clear();
+}
+
+void PortState::Forget(const boost::shared_ptr<PortConnectionState>& connection) {
+  outgoing.erase(std::remove(outgoing.begin(), outgoing.end(), connection), outgoing.end());
+  ModelState::ForgetEndsAround(*this);
 }
 
 PortState::Extras& PortState::GetExtras() {
@@ -83,8 +130,6 @@ PortState* PortState::Feeder() {
   return end->incoming ? end->incoming->source : nullptr;
 }
 
-boost::shared_ptr<Data> PortState::OwnOrDefault() const { return data ? data : defaultData; }
-
 boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
   boost::shared_ptr<Data> nearest;
   for (const PortState* port = this; port; port = port->parentPort) {
@@ -96,42 +141,24 @@ boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
   return nearest;
 }
 
-boost::shared_ptr<Data> PortState::OutputData() const {
+const boost::shared_ptr<Data>& PortState::OutputData() const {
   const PortState* port = this;
   while (!port->innerPorts.empty()) port = port->innerPorts.front();
   return port->OwnOrDefault();
 }
 
 void PortState::AnswerTo(const DataRequest& request, const boost::shared_ptr<Data>& answer) {
-  const auto thread = std::this_thread::get_id();
-  const std::lock_guard lock(AnswerMutex(*this));
-  for (Answer& known : answers) {
-    if (known.request == &request && known.thread == thread) {
-      known.data = answer;
-      return;
-    }
-  }
-  answers.push_back({&request, thread, answer});
+  Pull::Answer(*this, request, answer);
 }
 
-boost::shared_ptr<Data> PortState::TakeAnswer(const DataRequest& request) {
-  const auto thread = std::this_thread::get_id();
-  boost::shared_ptr<Data> answer;
-  const std::lock_guard lock(AnswerMutex(*this));
-  for (auto known = answers.begin(); known != answers.end(); ++known) {
-    if (known->request != &request || known->thread != thread) continue;
-    answer = std::move(known->data);
-    answers.erase(known);
-    break;
-  }
-  return answer;
-}
-
-const std::wstring& Port::GetName() const { return State(this).name; }
+const std::wstring& Port::GetName() const { return State(this).Facts().name; }
 const std::wstring& Port::GetDisplayName() const {
-  return State(this).displayName.empty() ? State(this).name : State(this).displayName;
+  const PortFacts& facts = State(this).Facts();
+  return facts.displayName.empty() ? facts.name : facts.displayName;
 }
-void Port::SetDisplayName(const std::wstring& name) { State(this).displayName = name; }
+void Port::SetDisplayName(const std::wstring& name) {
+  if (name != GetDisplayName()) State(this).OwnFacts().displayName = name;
+}
 PortType Port::GetPortType() const { return State(this).type; }
 bool Port::IsOptional() const { return State(this).optional; }
 void Port::SetIsOptional(bool optional) { State(this).optional = optional; }
@@ -140,7 +167,7 @@ void Port::SetIsHidden(bool hidden) { State(this).hidden = hidden; }
 
 boost::shared_ptr<Data> Port::GetData() {
   PortState& state = State(this);
-  if (IsOutput()) {
+  if (state.type == PortType::Output) {
     if (state.owner && !OperatorState::Of(*state.owner).IsRunningHere()) state.owner->Execute();
     return state.OutputData();
   }
@@ -151,25 +178,26 @@ boost::shared_ptr<Data> Port::GetData() {
 boost::shared_ptr<Data> Port::GetData(const boost::shared_ptr<DataRequest>& request) {
   if (!request) return GetData();
   PortState& state = State(this);
-  if (!IsOutput()) {
+  if (state.type != PortType::Output) {
     PortState* const feeder = state.Feeder();
     return feeder ? feeder->GetData(request) : state.ValueAlongAliases();
   }
   if (!state.owner) return state.OutputData();
+  Pull pull(state, *request);
   state.owner->Apply(shared_from_this(), request);
-  return state.TakeAnswer(*request);
+  return pull.TakeAnswer();
 }
 
 boost::shared_ptr<Data> Port::GetExistingData() {
   PortState& state = State(this);
-  return IsOutput() ? state.OutputData() : state.ValueAlongAliases();
+  return state.type == PortType::Output ? state.OutputData() : state.ValueAlongAliases();
 }
 
 void Port::SetData(const boost::shared_ptr<Data>& data) {
   PortState& state = State(this);
   state.data = data;
   if (!state.owner) return;
-  if (!IsOutput()) {
+  if (state.type != PortType::Output) {
     OperatorState::InvalidateFrom(state);
     return;
   }
@@ -206,7 +234,7 @@ boost::shared_ptr<Data> Port::GetDefaultData() const {
 boost::shared_ptr<Data> Port::GetOwnData() const { return State(this).data; }
 
 void Port::AddSupportedType(const ObjectName& type) {
-  if (!Contains(State(this).types, type)) State(this).types.push_back(type);
+  if (!Contains(State(this).Facts().types, type)) State(this).OwnFacts().types.push_back(type);
 }
 void Port::AddExtraSupportedType(const ObjectName& type) {
   auto& types = State(this).GetExtras().extraTypes;
@@ -216,8 +244,10 @@ void Port::AddExcludedType(const ObjectName& type) {
   auto& types = State(this).GetExtras().excludedTypes;
   if (!Contains(types, type)) types.push_back(type);
 }
-void Port::SetSupportedTypes(const std::vector<ObjectName>& types) { State(this).types = types; }
-const std::vector<ObjectName>& Port::GetSupportedDataTypes() const { return State(this).types; }
+void Port::SetSupportedTypes(const std::vector<ObjectName>& types) {
+  if (types != State(this).Facts().types) State(this).OwnFacts().types = types;
+}
+const std::vector<ObjectName>& Port::GetSupportedDataTypes() const { return State(this).Facts().types; }
 const std::vector<ObjectName>& Port::GetExtraSupportedDataTypes() const {
   return State(this).extras ? State(this).extras->extraTypes : NoTypes();
 }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "enginestate.h"
 #include "korvenlog/exception.h"
 
 namespace Tamrin::Tessera {
@@ -12,10 +13,10 @@ void RaisePortMessage(const Port& port, const wchar_t* beforeName) {
   throw std::runtime_error(KorvenLog::Narrow(text));  // a port that outlived its operator
 }
 
-boost::shared_ptr<Port> RequirePort(Operator& op, const std::wstring& name) {
-  auto port = op.GetPort(name);
-  if (!port) op.SetErrorMessage(L"There is no port named " + name + L".");
-  return port;
+const boost::shared_ptr<Port>& RequirePort(Operator& op, std::wstring_view name) {
+  const auto* const port = OperatorState::Of(op).FindPort(name);
+  if (!port) op.SetErrorMessage(L"There is no port named " + std::wstring(name) + L".");
+  return *port;
 }
 
 }  // namespace Tamrin::Tessera
