@@ -117,9 +117,10 @@ boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
     if (!opened) throw Refusal(WideWord(model) + L": the document holds no model");
     if (!quiet && isPlain) {
       for (const auto& op : opened->GetAllOperators(true)) {
-        if (op->GetOperatorName() == L"OperatorNotFound")
-          PrintError(L"warning: " + WideWord(model) + L": the operator of \"" + op->GetDisplayName() +
-                     L"\" is not known");
+        if (op->GetOperatorName() != L"OperatorNotFound") continue;
+        const auto said = op->GetMessages();
+        const std::wstring why = said.empty() ? L"the operator is not known" : said.front().text;
+        PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
       }
     }
     return opened;

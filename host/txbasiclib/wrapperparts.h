@@ -4,18 +4,16 @@
 
 #include "numbertext.h"
 #include "txbasiclib/basicvalues.h"
+#include "txlib/comparedata.h"
 
 namespace Tamrin::TesseraBasic {
-
-/// Order of values of different types, as the engine has it: no value first, then numbers, then by type name.
-int OrderOfOthers(const tessera::Data& a, const tessera::Data& b);
 
 /// Order of a value and another, by `order` where both are a W with a value.
 template <typename W, typename Order>
 int OrderOfData(const W& a, const boost::shared_ptr<tessera::Data>& other, Order order) {
   if (!other) return 1;
   const auto* b = dynamic_cast<const W*>(other.get());
-  if (!b || a.HasNoValue() || b->HasNoValue()) return OrderOfOthers(a, *other);
+  if (!b || a.HasNoValue() || b->HasNoValue()) return tessera::CompareData(a, *other);
   return order(a.GetDataValue(), b->GetDataValue());
 }
 

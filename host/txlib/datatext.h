@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 
+#include "txlib/comparedata.h"
 #include "txlib/data.h"
 #include "txlib/dictionary.h"
 
@@ -27,11 +28,6 @@ std::wstring IndentedText(const Data& data, unsigned depth, bool& multiline, Tex
 
 /// The text on one line where it is short, over several otherwise.
 std::wstring ContainerReport(const Data& data);
-
-/// Below, at or above 0 where the first value comes before, with or after the second. A total order: no value
-/// first, then numbers by number whatever their type (not-a-number last), then by type, then by value.
-int CompareData(const Data& first, const Data& second);
-int CompareData(const boost::shared_ptr<Data>& first, const boost::shared_ptr<Data>& second);
 
 /// Deep copy of a list or dictionary, however deep it is nested.
 boost::shared_ptr<Data> CloneContainer(const Data& data);

@@ -34,14 +34,17 @@ class DocumentFaults {
   void Error(const DocumentPlace& place, std::wstring text) { Add(place.ToText(), std::move(text), false); }
   void Warn(const DocumentPlace& place, std::wstring text) { Add(place.ToText(), std::move(text), true); }
   void Add(std::string path, std::wstring text, bool warning);
+  /// Objects of the text have keys more than once: TakeLocated tells each.
+  void NoteRepeatedKeys() { hasRepeatedKeys_ = true; }
   bool HasErrors() const { return hasErrors_; }
-  bool IsEmpty() const { return problems_.empty(); }
+  bool IsEmpty() const { return problems_.empty() && !hasRepeatedKeys_; }
   /// With lines and columns, in the order of the text, which is read once more for them.
   std::vector<DocumentProblem> TakeLocated(std::string_view text);
 
  private:
   std::vector<DocumentProblem> problems_;
   bool hasErrors_ = false;
+  bool hasRepeatedKeys_ = false;
 };
 
 /// What a value is, for a message: "the string \"abc\"", "an array".

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "documentfaults.h"
@@ -18,10 +19,19 @@ bool IsPlainKey(std::string_view key) {
   });
 }
 
-/// Follows the events of a text and notes where the values of the wanted paths begin.
+/// Where a key stands that its object has already.
+struct RepeatedKey {
+  std::string path;
+  std::string key;
+  std::size_t offset;
+};
+
+/// Follows the events of a text and notes where the values of the wanted paths begin, and which keys are repeated.
 class Locator : public korven::jsonlib::EventHandler {
  public:
-  Locator(std::string_view text, std::unordered_map<std::string, std::size_t>& wanted) : text_(text), wanted_(wanted) {}
+  using Wanted = std::unordered_map<std::string, std::size_t>;
+  Locator(std::string_view text, Wanted& wanted, std::vector<RepeatedKey>* repeated)
+      : text_(text), wanted_(wanted), repeated_(repeated) {}
 
   bool Null() override { return Value(); }
   bool Bool(bool) override { return Value(); }
@@ -36,6 +46,7 @@ class Locator : public korven::jsonlib::EventHandler {
   bool Key(std::string_view key) override {
     path_.resize(levels_.back().length);
     AppendPathKey(path_, key);
+    if (repeated_ && !levels_.back().keys.emplace(key).second) repeated_->push_back({path_, std::string(key), Begin()});
     behind_ = offset;
     return true;
   }
@@ -45,6 +56,7 @@ class Locator : public korven::jsonlib::EventHandler {
     std::size_t length;  ///< of the path of the array or object
     std::size_t next;    ///< element
     bool isArray;
+    std::unordered_set<std::string> keys;  ///< where repeated ones are looked for
   };
 
   void Enter() {
@@ -53,7 +65,8 @@ class Locator : public korven::jsonlib::EventHandler {
       AppendPathIndex(path_, levels_.back().next++);
     }
     const auto found = wanted_.find(path_);
-    if (found != wanted_.end() && found->second == std::string::npos) found->second = Begin();
+    // Of equal keys the last one counts.
+    if (found != wanted_.end()) found->second = Begin();
     behind_ = offset;
   }
   bool Value() {
@@ -62,7 +75,7 @@ class Locator : public korven::jsonlib::EventHandler {
   }
   bool Open(bool isArray) {
     Enter();
-    levels_.push_back({path_.size(), 0, isArray});
+    levels_.push_back({path_.size(), 0, isArray, {}});
     return true;
   }
   bool Close() {
@@ -91,7 +104,8 @@ class Locator : public korven::jsonlib::EventHandler {
   }
 
   std::string_view text_;
-  std::unordered_map<std::string, std::size_t>& wanted_;
+  Wanted& wanted_;
+  std::vector<RepeatedKey>* repeated_;
   std::string path_;
   std::vector<Level> levels_;
   std::size_t behind_ = 0;
@@ -178,15 +192,16 @@ void DocumentFaults::Add(std::string path, std::wstring text, bool warning) {
 }
 
 std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) {
+  std::vector<RepeatedKey> repeated;
   // A path that the text does not have, such as that of a key left out, lies where the value around it begins.
-  std::unordered_map<std::string, std::size_t> wanted;
+  Locator::Wanted wanted;
   for (const DocumentProblem& problem : problems_) {
     std::string path = problem.path;
     do {
       if (!wanted.emplace(path, std::string::npos).second) break;
     } while (ShortenPath(path));
   }
-  Locator locator(text, wanted);
+  Locator locator(text, wanted, hasRepeatedKeys_ ? &repeated : nullptr);
   korven::jsonlib::ParseError ignored;
   korven::jsonlib::ParseEvents(text, locator, {}, ignored);
   std::vector<std::pair<std::size_t, DocumentProblem>> located;
@@ -205,8 +220,21 @@ std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) 
     lines.Locate(offset, problem.line, problem.column);
     problems.push_back(std::move(problem));
   }
+<<<<<<< HEAD
   hasErrors_ = false;
   return problems;
+=======
+  for (const RepeatedKey& each : repeated) {
+    DocumentProblem problem{each.path, 0, 0, L"found the key \"" + Wide(each.key) + L"\" again, expected it once"};
+    lines.Locate(each.offset, problem.line, problem.column);
+    problems_.push_back(std::move(problem));
+  }
+  std::stable_sort(problems_.begin(), problems_.end(), [](const DocumentProblem& a, const DocumentProblem& b) {
+    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+  });
+  hasErrors_ = hasRepeatedKeys_ = false;
+  return std::exchange(problems_, {});
+>>>>>>> sdk
 }
 
 std::wstring DocumentProblem::ToString() const {

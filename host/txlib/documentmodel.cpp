@@ -60,9 +60,10 @@ void DocumentModelReader::ReadOperators() {
     if (node.op) reading_.Guard(nodePlace, [&] { model_->AddOperator(node.op); });
     if (node.id.empty()) continue;
     const auto [known, isNew] = byId_.emplace(node.id, i);
-    if (!isNew)
-      reading_.faults.Error({nodePlace, kNode[Id]}, L"found the id \"" + Wide(node.id) + L"\" of operators[" +
-                                                        std::to_wstring(known->second) + L"] again, expected another");
+    if (isNew) continue;
+    namesakes_[node.id].push_back(i);
+    reading_.faults.Error({nodePlace, kNode[Id]}, L"found the id \"" + Wide(node.id) + L"\" of operators[" +
+                                                      std::to_wstring(known->second) + L"] again, expected another");
   }
 }
 
@@ -92,9 +93,25 @@ boost::shared_ptr<Port> DocumentModelReader::FindEnd(const JsonValue& json, cons
     reading_.WrongType(json, place, L"the id of an operator, a full stop and the name of a port");
     return nullptr;
   }
-  node = FindNodeById(text.substr(0, stop), place);
+  const std::string_view id = text.substr(0, stop);
+  const std::string_view port = text.substr(stop + 1);
+  node = FindNodeById(id, place);
+  if (node != kNone) node = ChooseNamesake(node, id, port);
   if (node == kNone || !nodes_[node].op) return nullptr;
-  return nodes_[node].FindPort(reading_, text.substr(stop + 1), place, kind);
+  return nodes_[node].FindPort(reading_, port, place, kind);
+}
+
+// The repeated id is told already; a port that one of the operators has is no fault of its own.
+std::size_t DocumentModelReader::ChooseNamesake(std::size_t first, std::string_view id, std::string_view port) const {
+  const auto others = namesakes_.find(id);
+  if (others == namesakes_.end()) return first;
+  std::size_t chosen = first;
+  const auto has = [&](std::size_t node) { return nodes_[node].op && nodes_[node].op->GetPort(Wide(port)); };
+  for (const std::size_t other : others->second) {
+    if (has(chosen)) break;
+    if (has(other) || !nodes_[chosen].op) chosen = other;
+  }
+  return chosen;
 }
 
 void DocumentModelReader::ReadConnections() {

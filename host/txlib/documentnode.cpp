@@ -115,6 +115,9 @@ class NodeReader {
     if (missing) {
       node_.op = boost::make_shared<OperatorNotFound>();
       node_.op->Initialize();
+      // Kept with the operator, for programs that open documents without asking for the warnings.
+      const std::wstring text = reading_.GetUnknownText(keys_[NodeOperator]->AsUtf8());
+      if (!text.empty()) node_.op->SetWarningMessage(text);
     }
     node_.memory = &GetDocumentMemory(*node_.op);
     node_.memory->id = node_.id;

@@ -96,6 +96,8 @@ struct DocumentReading {
   void NoteException(const DocumentPlace& place);
   /// New operator, initialised; null for an unknown name, which is told.
   boost::shared_ptr<Operator> Create(std::string_view dottedName, const DocumentPlace& place);
+  /// What Create told of an unknown name, with the nearest known one; empty for other names.
+  std::wstring GetUnknownText(std::string_view dottedName) const;
 
  private:
   struct TypeName {
@@ -149,6 +151,8 @@ class DocumentModelReader {
   /// Index of the operator, or none and a fault.
   std::size_t FindNode(const JsonValue& id, const DocumentPlace& place);
   std::size_t FindNodeById(std::string_view id, const DocumentPlace& place);
+  /// Of the operators that share an id, the one that has the port, else the first.
+  std::size_t ChooseNamesake(std::size_t first, std::string_view id, std::string_view port) const;
   /// The port that "ID.PORT" names.
   boost::shared_ptr<Port> FindEnd(const JsonValue& json, const DocumentPlace& place, PortType kind, std::size_t& node);
   void SetText(DocumentKeys::ModelKey key, void (Operator::*set)(const std::wstring&));
@@ -164,6 +168,7 @@ class DocumentModelReader {
   DocumentMemory* memory_ = nullptr;
   std::vector<DocumentNode> nodes_;
   std::unordered_map<std::string_view, std::size_t> byId_;
+  std::unordered_map<std::string_view, std::vector<std::size_t>> namesakes_;  ///< those behind the first of their id
   std::vector<std::pair<std::size_t, std::size_t>> edges_;
   std::unordered_map<const Port*, std::size_t> connected_;
   std::unordered_map<std::wstring, std::size_t> portNames_;

@@ -107,4 +107,9 @@ boost::shared_ptr<Operator> DocumentReading::Create(std::string_view dottedName,
   return nullptr;
 }
 
+std::wstring DocumentReading::GetUnknownText(std::string_view dottedName) const {
+  const auto entry = types_.find(dottedName);
+  return entry == types_.end() ? std::wstring() : entry->second.unknown;
+}
+
 }  // namespace Tamrin::Tessera

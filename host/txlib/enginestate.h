@@ -212,7 +212,7 @@ class ModelState {
   unsigned nextTemporary = 0;
   bool openable = true;
   bool allowsReflection = true;
-  bool alternate = false;
+  std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last
   std::wstring processName;
   std::wstring processNamespace;
   CallbackHandle temporaryFolderHandle;

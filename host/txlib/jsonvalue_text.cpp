@@ -1,7 +1,7 @@
-#include <algorithm>
-#include <charconv>
+#include <vector>
 
 #include "jsonlib/events.h"
+#include "jsonlib/textwriter.h"
 #include "jsonvalue_payload.h"
 #include "kcommon/kstr.h"
 
@@ -9,15 +9,9 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-template <typename Integer>
-void AppendInteger(std::string& out, Integer value) {
-  char buffer[24];
-  out.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
-}
-
 class JsonWriter {
  public:
-  JsonWriter(std::string& out, bool styled) : out_(out), styled_(styled) {}
+  JsonWriter(std::string& out, bool styled) : text_(out, styled) {}
 
   void Write(const JsonValue& root) {
     Begin(root);
@@ -27,16 +21,13 @@ class JsonWriter {
         End();
         continue;
       }
-      if (level.next != 0) out_.push_back(',');
-      NewLine();
       const std::size_t position = level.next++;
       if (!level.value->IsObject()) {
         Begin(level.value->GetElements()[position]);
         continue;
       }
       const JsonValue::Member& member = level.value->GetMembers()[position];
-      korven::jsonlib::AppendQuoted(out_, member.key);
-      out_ += styled_ ? ": " : ":";
+      text_.Key(member.key);
       Begin(member.value);
     }
   }
@@ -47,50 +38,46 @@ class JsonWriter {
     std::size_t next;
     std::size_t count;
   };
-  /// Deeper levels are not indented further, lest the text grow with the square of its depth.
-  static constexpr std::size_t kDeepestIndentation = 100;
 
   void Begin(const JsonValue& value) {
     switch (value.Type()) {
       case JsonValueType::Int:
-        return AppendInteger(out_, value.AsInt64());
+        text_.Int(value.AsInt64());
+        break;
       case JsonValueType::Unsigned:
-        return AppendInteger(out_, value.AsUint64());
+        text_.Unsigned(value.AsUint64());
+        break;
       case JsonValueType::Double:
-        return korven::jsonlib::AppendDouble(out_, value.AsDouble());
+        text_.Double(value.AsDouble());
+        break;
       case JsonValueType::String:
-        return korven::jsonlib::AppendQuoted(out_, value.AsUtf8());
+        text_.String(value.AsUtf8());
+        break;
       case JsonValueType::Bool:
-        out_ += value.AsBool() ? "true" : "false";
-        return;
+        text_.Bool(value.AsBool());
+        break;
       case JsonValueType::Array:
-      case JsonValueType::Object: {
-        const std::size_t count = value.Count();
-        if (count != 0) levels_.push_back({&value, 0, count});
-        const std::string_view brackets = value.IsObject() ? "{}" : "[]";
-        out_ += brackets.substr(0, count == 0 ? 2 : 1);
-        return;
-      }
+      case JsonValueType::Object:
+        levels_.push_back({&value, 0, value.Count()});
+        if (value.IsObject())
+          text_.StartObject();
+        else
+          text_.StartArray();
+        break;
       default:
-        out_ += "null";
+        text_.Null();
     }
   }
 
   void End() {
-    const bool object = levels_.back().value->IsObject();
+    if (levels_.back().value->IsObject())
+      text_.EndObject();
+    else
+      text_.EndArray();
     levels_.pop_back();
-    NewLine();
-    out_.push_back(object ? '}' : ']');
   }
 
-  void NewLine() {
-    if (!styled_) return;
-    out_.push_back('\n');
-    out_.append(2 * std::min(levels_.size(), kDeepestIndentation), ' ');
-  }
-
-  std::string& out_;
-  bool styled_;
+  korven::jsonlib::TextWriter text_;
   std::vector<Level> levels_;
 };
 
@@ -123,7 +110,10 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
     for (auto member = first; member != members_.end(); ++member) node->AddMember(std::move(*member));
     members_.erase(first, members_.end());
     const bool indexed = node->count >= JsonValue::Node::kIndexedFrom;
-    if (indexed ? !node->Index() : node->HasEqualKeys()) value = WithLastOfEqualKeys(*node);
+    if (indexed ? !node->Index() : node->HasEqualKeys()) {
+      hasEqualKeys_ = true;
+      value = WithLastOfEqualKeys(*node);
+    }
     return Put(std::move(value));
   }
 
@@ -139,6 +129,7 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
   }
 
   JsonValue TakeRoot() { return std::move(root_); }
+  bool HasEqualKeys() const { return hasEqualKeys_; }
 
  private:
   struct Level {
@@ -173,6 +164,7 @@ class JsonBuilder final : public korven::jsonlib::EventHandler {
   std::vector<JsonValue> elements_;
   std::vector<JsonValue::Member> members_;
   JsonValue root_;
+  bool hasEqualKeys_ = false;
 };
 
 std::string JsonValue::SerializeUtf8(bool styled) const {
@@ -190,13 +182,14 @@ bool JsonValue::Deserialize(const std::wstring& text) {
   return kstr_FromUtf8(utf8, back) && back == text && DeserializeUtf8(utf8, false, nullptr);
 }
 
-bool JsonValue::DeserializeUtf8(std::string_view text, bool lenient, std::string* error) {
+bool JsonValue::DeserializeUtf8(std::string_view text, bool lenient, std::string* error, bool* hasEqualKeys) {
   korven::jsonlib::ParseOptions options;
   options.commentsAndTrailingCommas = lenient;
   korven::jsonlib::ParseError fault;
   JsonBuilder builder;
   if (korven::jsonlib::ParseEvents(text, builder, options, fault)) {
     *this = builder.TakeRoot();
+    if (hasEqualKeys) *hasEqualKeys = builder.HasEqualKeys();
     return true;
   }
   if (error != nullptr)

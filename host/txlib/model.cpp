@@ -190,7 +190,23 @@ void Model::SetProcessName(const std::wstring& name) { modelState_->processName 
 void Model::SetProcessNamespace(const std::wstring& nameSpace) { modelState_->processNamespace = nameSpace; }
 std::wstring Model::GetProcessName() const { return modelState_->processName; }
 std::wstring Model::GetProcessNamespace() const { return modelState_->processNamespace; }
-void Model::SetAlternateMode(bool alternate) { modelState_->alternate = alternate; }
-bool Model::IsAlternateMode() const { return modelState_->alternate; }
+boost::shared_ptr<void> Model::SetAlternateMode(const std::wstring& code) {
+  auto& modes = modelState_->alternateModes;
+  std::erase_if(modes, [](const auto& mode) { return mode.expired(); });
+  const auto guard = boost::make_shared<std::wstring>(code);
+  modes.push_back(guard);
+  return guard;
+}
+bool Model::IsAlternateMode() const {
+  const auto& modes = modelState_->alternateModes;
+  return std::any_of(modes.begin(), modes.end(), [](const auto& mode) { return !mode.expired(); });
+}
+std::wstring Model::GetAlternateMode() const {
+  const auto& modes = modelState_->alternateModes;
+  for (auto mode = modes.rbegin(); mode != modes.rend(); ++mode) {
+    if (const auto code = mode->lock()) return *code;
+  }
+  return {};
+}
 
 }  // namespace Tamrin::Tessera

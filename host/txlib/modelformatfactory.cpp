@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <boost/filesystem.hpp>
 
-#include "txlib/builtin.h"
 #include "documentreader.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
@@ -9,6 +8,7 @@
 #include "kcommon/kstr.h"
 #include "kcommon/ktxt.h"
 #include "plugin/pluginmanager.h"
+#include "txlib/builtin.h"
 #include "txlib/factories.h"
 
 namespace Tamrin::Tessera {
@@ -174,16 +174,37 @@ ModelInfo ModelFormatFactory::GetModelInfo(const std::wstring& text, const std::
   return found->GetModelInfoFromBuffer(text);
 }
 
-bool UIProviderFactory::ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
-                                   const boost::shared_ptr<Operator>& op) {
+namespace {
+
+boost::shared_ptr<UIProvider> FindProvider(const std::wstring& nameSpace, const std::wstring& name) {
   EnsureBuiltIns();
   for (const std::wstring& registered : {nameSpace + L"." + name, name}) {
     const auto proxy = PluginManager::Instance().Find(L"UIProvider", registered);
     if (!proxy) continue;
-    const auto provider = boost::dynamic_pointer_cast<UIProvider>(proxy->CreateInstance());
-    if (provider) return provider->ShowDialog(op);
+    if (auto provider = boost::dynamic_pointer_cast<UIProvider>(proxy->CreateInstance())) return provider;
   }
-  return false;
+  return nullptr;
+}
+
+}  // namespace
+
+bool UIProviderFactory::ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
+                                   const boost::shared_ptr<Operator>& op) {
+  const auto provider = FindProvider(nameSpace, name);
+  return provider && provider->ShowDialog(op);
+}
+
+bool UIProviderFactory::ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
+                                   const boost::shared_ptr<Port>& port) {
+  const auto provider = FindProvider(nameSpace, name);
+  return provider && provider->ShowDialog(port);
+}
+
+bool UIProviderFactory::ShowDialog(const ObjectName& type, const std::wstring& portName,
+                                   const boost::shared_ptr<Data>& data, const AttributeMap& attributes,
+                                   boost::shared_ptr<Data>& out) {
+  const auto provider = FindProvider(type.Namespace, type.Name);
+  return provider && provider->ShowDialog(portName, data, attributes, out);
 }
 
 using TypeInfoMap = std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>>;

@@ -66,11 +66,16 @@ class NoEvents : public korven::jsonlib::EventHandler {
   bool EndArray() override { return true; }
 };
 
-bool Parse(std::string_view text, JsonValue& json, DocumentProblem& problem) {
+bool Parse(std::string_view text, JsonValue& json, DocumentFaults& faults, DocumentProblem& problem) {
   if (Texts().Find(text, json)) return true;
   std::string error;
-  if (json.DeserializeUtf8(text, true, &error)) {
-    Texts().Keep(text, json);
+  bool hasEqualKeys = false;
+  if (json.DeserializeUtf8(text, true, &error, &hasEqualKeys)) {
+    // What is refused each time need not be kept.
+    if (hasEqualKeys)
+      faults.NoteRepeatedKeys();
+    else
+      Texts().Keep(text, json);
     return true;
   }
   NoEvents handler;
@@ -124,12 +129,12 @@ boost::shared_ptr<Model> MakeOutermost(DocumentReading& reading, const JsonValue
 
 boost::shared_ptr<Model> Read(std::string_view text, bool checking, std::vector<DocumentProblem>& problems) {
   JsonValue json;
+  DocumentReading reading;
   DocumentProblem malformed;
-  if (!Parse(text, json, malformed)) {
+  if (!Parse(text, json, reading.faults, malformed)) {
     problems.push_back(std::move(malformed));
     return nullptr;
   }
-  DocumentReading reading;
   boost::shared_ptr<Model> model;
   if (reading.IsObject(json, {})) {
     CheckVersion(reading, json);

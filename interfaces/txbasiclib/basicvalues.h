@@ -173,6 +173,8 @@ template <> struct WrapperOf<TesseraBasic::AttributeTable> { using type = Tesser
 template <> struct WrapperOf<TesseraBasic::RangeClass> { using type = TesseraBasic::RangeData; };
 template <> struct WrapperOf<TesseraBasic::RangeVector> { using type = TesseraBasic::RangeListData; };
 template <> struct WrapperOf<TesseraBasic::Color> { using type = TesseraBasic::ColorData; };
+template <> struct WrapperOf<TesseraBasic::NumberTypeCode> { using type = TesseraBasic::NumberTypeData; };
+template <> struct WrapperOf<TesseraBasic::SimpleDataTypeCode> { using type = TesseraBasic::SimpleDataTypeData; };
 template <> struct WrapperOf<JsonValue> { using type = TesseraBasic::JsonData; };
 template <> struct WrapperOf<boost::posix_time::ptime> { using type = TesseraBasic::DateTimeData; };
 }  // namespace Tamrin::Tessera

@@ -25,7 +25,6 @@ class JsonValue;
 /// A value has no lock. Once it is on a port it is read only: Clone it before a change.
 class DataPart : public boost::enable_shared_from_this<DataPart> {
  public:
-  virtual ~DataPart() = default;
   /// The text form: stable, the same for equal values.
   virtual std::wstring ToString() const;
   virtual void Hook() {}
@@ -63,6 +62,7 @@ class DataPart : public boost::enable_shared_from_this<DataPart> {
   virtual bool FromJSON(const JsonValue& json);
   virtual std::wstring GetHelpLink() const;
   virtual std::uint64_t SizeInBytes() const;
+  virtual ~DataPart() = default;
 };
 
 /// A value on a port. Always held by boost::shared_ptr.
@@ -110,6 +110,9 @@ class DataT : public Data {
 
   const wchar_t* GetTypeNamespace() const override { return Data::GetTypeNamespace(); }
   const wchar_t* GetTypeName() const override { return Data::GetTypeName(); }
+  // The same answers from slots of their own.
+  virtual const wchar_t* GetTypeNamespace() { return static_cast<const DataT&>(*this).GetTypeNamespace(); }
+  virtual const wchar_t* GetTypeName() { return static_cast<const DataT&>(*this).GetTypeName(); }
   virtual void SetDataPointer(const boost::shared_ptr<T>& value) { value_ = value; }
   /// Takes ownership.
   virtual void AdoptDataPointer(T* value) { value_.reset(value); }
@@ -145,6 +148,11 @@ class ValueTypeDataT : public DataT<T> {
     if (value) this->value_.reset(value);
     else this->value_ = boost::make_shared<T>();
   }
+  /// "NULL : " in front tells that the promise above was broken.
+  std::wstring ToString() const override {
+    return (this->HasNoValue() ? L"NULL : " : L"") + DataT<T>::ToString();
+  }
+  using DataPart::ToString;
 };
 
 template <typename T>
@@ -156,8 +164,8 @@ T Data::GetDataValue() const {
     converted = ConvertTo(WrapperOf<T>::type::DefaultTypeName());
     typed = dynamic_cast<const DataT<T>*>(converted.get());
   }
-  if (!typed) detail::RaiseGetDataValue(242, L"Invalid conversion.");
-  if (typed->HasNoValue()) detail::RaiseGetDataValue(238, L"Null reference.");
+  if (!typed && !(converted && converted->HasNoValue())) detail::RaiseGetDataValue(242, L"Invalid conversion.");
+  if (!typed || typed->HasNoValue()) detail::RaiseGetDataValue(238, L"Null reference.");
   return typed->GetDataValue();
 }
 

@@ -21,7 +21,6 @@ class DataRef {
   DataRef(const boost::shared_ptr<Data>& data) : data_(data) {}
   DataRef(const boost::shared_ptr<Data>& data, const Setter& setter) : data_(data), setter_(setter) {}
   DataRef(const DataRef&) = default;
-  virtual ~DataRef() = default;
 
   virtual std::vector<std::wstring> GetKeys() const;
   virtual DataRef operator[](std::int32_t index) const;
@@ -31,6 +30,7 @@ class DataRef {
   virtual bool Erase(std::int32_t index);
   virtual bool Erase(const std::wstring& key);
   virtual boost::shared_ptr<Data> AsDataOrNull() const;
+  virtual ~DataRef() = default;
 
   DataRef& operator=(const std::wstring& text);
   DataRef& operator=(const wchar_t* text);

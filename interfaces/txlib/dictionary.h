@@ -45,9 +45,9 @@ class Dictionary {
 /// Base of structured values that can be read by key.
 class SchemaBasedDictionary {
  public:
-  virtual ~SchemaBasedDictionary() = default;
   virtual std::vector<std::wstring> GetKeys() const = 0;
   virtual boost::shared_ptr<Data> operator[](const std::wstring& key) const = 0;
+  virtual ~SchemaBasedDictionary() = default;
 
  protected:
   SchemaBasedDictionary() = default;

@@ -48,10 +48,19 @@ class ModelFormat : public ModelFormatPart, public korven::plugin::IPlugin {
   std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>> TypeInfo() const override;
 };
 
-/// A dialog or helper of a user interface, named by operators and ports.
+/// A dialog or helper of a user interface, named by operators and ports, or by the data type that it edits. Each form
+/// is true where the user accepted; a form that a provider does not have is false.
 class UIProvider : public korven::plugin::IPlugin {
  public:
-  virtual bool ShowDialog(const boost::shared_ptr<Operator>& op) = 0;
+  virtual bool ShowDialog(const boost::shared_ptr<Operator>&) { return false; }
+  /// Sets what the user chose on the port.
+  virtual bool ShowDialog(const boost::shared_ptr<Port>&) { return false; }
+  /// Edits a value, which may be null, for a port of that name; `attributes` are those of the port. `out` is set
+  /// where the user accepted.
+  virtual bool ShowDialog(const std::wstring& /*portName*/, const boost::shared_ptr<Data>& /*data*/,
+                          const AttributeMap& /*attributes*/, boost::shared_ptr<Data>& /*out*/) {
+    return false;
+  }
   std::wstring Description() const override;
   std::wstring Provider() const override;
   std::wstring Version() const override;
@@ -70,11 +79,16 @@ class ModelFormatFactory {
   static ModelInfo GetModelInfo(const std::wstring& text, const std::wstring& format);
 };
 
+/// The forms of UIProvider::ShowDialog by the provider's name. False where there is no such provider, as in a program
+/// without a user interface.
 class UIProviderFactory {
  public:
-  /// False where there is no such provider, as in a program without a user interface.
   static bool ShowDialog(const std::wstring& nameSpace, const std::wstring& name,
                          const boost::shared_ptr<Operator>& op);
+  static bool ShowDialog(const std::wstring& nameSpace, const std::wstring& name, const boost::shared_ptr<Port>& port);
+  /// The editor of a data type: the provider that has the type's name.
+  static bool ShowDialog(const ObjectName& type, const std::wstring& portName, const boost::shared_ptr<Data>& data,
+                         const AttributeMap& attributes, boost::shared_ptr<Data>& out);
 };
 
 }  // namespace Tamrin::Tessera

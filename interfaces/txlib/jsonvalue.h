@@ -146,8 +146,9 @@ class JsonValue {
   std::string SerializeUtf8(bool styled = false) const;
   /// Reads strict JSON. On failure false, and the value is left as it was.
   bool Deserialize(const std::wstring& text);
-  /// The same from UTF-8, with comments and trailing commas where `lenient`; `error` tells line, column and fault.
-  bool DeserializeUtf8(std::string_view text, bool lenient, std::string* error);
+  /// The same from UTF-8, with comments and trailing commas where `lenient`; `error` tells line, column and fault. Of
+  /// equal keys in an object the last one counts; `hasEqualKeys` tells whether there are such.
+  bool DeserializeUtf8(std::string_view text, bool lenient, std::string* error, bool* hasEqualKeys = nullptr);
 
   /// By value; numbers compare by number whatever their form, NaN equals NaN; objects whatever the order of their
   /// keys.

@@ -113,8 +113,11 @@ class Model : public Operator {
   void SetProcessNamespace(const std::wstring& nameSpace);
   std::wstring GetProcessName() const;
   std::wstring GetProcessNamespace() const;
-  void SetAlternateMode(bool alternate);
+  /// The model is in the alternate mode of that code while the guard lives: its saved text is for a format that
+  /// hides it. Guards may be nested; the newest that lives counts.
+  boost::shared_ptr<void> SetAlternateMode(const std::wstring& code);
   bool IsAlternateMode() const;
+  std::wstring GetAlternateMode() const;  ///< the code; empty outside of the mode
 
  private:
   friend class ModelState;

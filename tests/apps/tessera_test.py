@@ -46,6 +46,23 @@ class RunTest(ProgramTest):
         self.assertEqual(self.call("run", model, "--outputs", "out.json").stdout, "")
         self.assertEqual(json.loads((self.folder / "out.json").read_text()), want)
 
+    def test_an_unknown_operator_is_warned_of_with_the_nearest_name(self):
+        model = self.write("m.tsmx", {"operators": [
+            {"id": "text", "operator": "VANTIX.ToStrin", "displayName": "My text"},
+            {"id": "far", "operator": "NOWHERE.Whatever"}]})
+        done = self.call("run", model)
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(done.stderr.splitlines()[:2], [
+            f'warning: {model}: My text: found the unknown operator "VANTIX.ToStrin"; did you mean "VANTIX.ToString"?',
+            f'warning: {model}: Whatever: found the unknown operator "NOWHERE.Whatever"'])
+
+    def test_repeated_keys_are_refused_with_their_place(self):
+        model = self.write("m.tsmx", '{"format": "TesseraModelFormat", "version": 1,\n "name": "a", "name": "b"}')
+        want = f'error: {model}: name (line 2, column 15): found the key "name" again, expected it once\n'
+        for command in ("run", "check"):
+            done = self.call(command, model)
+            self.assertEqual((done.returncode, done.stderr), (2, want))
+
     def test_standard_input(self):
         text = json.dumps({"format": "TesseraModelFormat", "version": 1, **TEXT})
         self.assertEqual(self.call("run", "-", text=text).stdout, "Out: 7\n")

@@ -67,6 +67,8 @@ TEST(Document, AnUnknownOperatorOpensAndFailsWhenItRuns) {
   const auto model = PlainDocument::Open(text, &warnings);
   ASSERT_EQ(warnings.size(), 1u);
   EXPECT_EQ(warnings[0].path, "operators[0].operator");
+  ASSERT_EQ(model->GetOperators()[0]->GetMessages().size(), 1u);
+  EXPECT_EQ(model->GetOperators()[0]->GetMessages()[0].text, L"found the unknown operator \"NOWHERE.Thing\"");
   EXPECT_TRUE(model->GetPort(L"Out")->IsOutput());
   EXPECT_TRUE(model->GetPort(L"In")->IsInput());
   try {
@@ -89,6 +91,57 @@ TEST(Document, FaultsAreLocated) {
   EXPECT_EQ(errors[0].line, 5u);
   EXPECT_EQ(errors[0].column, 12u);
   EXPECT_EQ(errors[0].ToString().substr(0, 39), L"operators[1].id (line 5, column 12): fo");
+}
+
+TEST(Document, EachRepeatedKeyIsTold) {
+  const auto errors = Errors(
+      "{\n  \"format\": \"TesseraModelFormat\", \"version\": 1,\n  \"name\": \"A\", /* again */ \"name\": \"B\",\n"
+      "  \"operators\": [\n    {\"id\": \"a\", \"operator\": \"VANTIX.Model\",\n"
+      "     \"attributes\": {\"k\u00e4\": 1, \"x\": {\"y\": [{\"z\": 0, \"z\": 0}]}, \"k\u00e4\": 2}, \"id\": 5}]\n}");
+  const struct {
+    const char* path;
+    std::size_t line, column;
+    const wchar_t* text;
+  } want[] = {{"name", 3, 28, L"found the key \"name\" again, expected it once"},
+              {"operators[0].attributes.x.y[0].z", 6, 51, L"found the key \"z\" again, expected it once"},
+              {"operators[0].attributes[\"k\xC3\xA4\"]", 6, 62, L"found the key \"k\u00e4\" again, expected it once"},
+              {"operators[0].id", 6, 72, L"found the key \"id\" again, expected it once"},
+              {"operators[0].id", 6, 78, L"found 5, expected a string"}};
+  ASSERT_EQ(errors.size(), std::size(want));
+  for (std::size_t i = 0; i < errors.size(); ++i) {
+    EXPECT_EQ(errors[i].path, want[i].path);
+    EXPECT_EQ(errors[i].line, want[i].line) << want[i].path;
+    EXPECT_EQ(errors[i].column, want[i].column) << want[i].path;
+    EXPECT_EQ(errors[i].text, want[i].text);
+  }
+}
+
+TEST(Document, RepeatedKeysAreRefusedEachTime) {
+  const std::string text = Document(R"("name": "A", "name": "A")");
+  for (int i = 0; i < 2; ++i) EXPECT_THROW(PlainDocument::Open(text), DocumentException);
+  std::string many = R"("attributes": {"first": 0)";
+  for (int i = 0; i < 100; ++i) many += ", \"k" + std::to_string(i % 99) + "\": 0";
+  const auto errors = Errors(Document(many + "}"));
+  ASSERT_EQ(errors.size(), 1u);
+  EXPECT_EQ(errors[0].path, "attributes.k0");
+}
+
+TEST(Document, ARepeatedIdHidesNoFaultOfTheConnections) {
+  const auto told = [](const char* operators, const char* connections) {
+    std::vector<std::string> paths;
+    for (const auto& error :
+         Errors(Document("\"operators\": [" + std::string(operators) + "], \"connections\": [" + connections + "]")))
+      paths.push_back(error.path);
+    return paths;
+  };
+  const char* const kTwice = R"({"id": "a", "operator": "VANTIX.Eq"}, {"id": "a", "operator": "VANTIX.If"},
+    {"id": "c", "operator": "VANTIX.Model"})";
+  EXPECT_EQ(told(kTwice, R"({"from": "a.Nix", "to": "c.Nix"}, {"from": "a.True", "to": "a.Input1"})"),
+            (std::vector<std::string>{"operators[1].id", "connections[0].from", "connections[0].to"}));
+  const char* const kFirstFaulty = R"({"id": "a"}, {"id": "a", "operator": "VANTIX.If"},
+    {"id": "c", "operator": "VANTIX.If"})";
+  EXPECT_EQ(told(kFirstFaulty, R"({"from": "a.Nix", "to": "c.Test"})"),
+            (std::vector<std::string>{"operators[0].operator", "operators[1].id", "connections[0].from"}));
 }
 
 TEST(Document, EachFaultIsTold) {
