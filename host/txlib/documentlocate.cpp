@@ -212,6 +212,10 @@ std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) 
     while (offset == std::string::npos && ShortenPath(path)) offset = wanted[path];
     located.emplace_back(offset == std::string::npos ? 0 : offset, std::move(problem));
   }
+  for (const RepeatedKey& each : repeated) {
+    const std::wstring message = L"found the key \"" + Wide(each.key) + L"\" again, expected it once";
+    located.emplace_back(each.offset, DocumentProblem{each.path, 0, 0, message, false});
+  }
   std::stable_sort(located.begin(), located.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   problems_.clear();
   Lines lines(text);
@@ -220,21 +224,8 @@ std::vector<DocumentProblem> DocumentFaults::TakeLocated(std::string_view text) 
     lines.Locate(offset, problem.line, problem.column);
     problems.push_back(std::move(problem));
   }
-<<<<<<< HEAD
-  hasErrors_ = false;
-  return problems;
-=======
-  for (const RepeatedKey& each : repeated) {
-    DocumentProblem problem{each.path, 0, 0, L"found the key \"" + Wide(each.key) + L"\" again, expected it once"};
-    lines.Locate(each.offset, problem.line, problem.column);
-    problems_.push_back(std::move(problem));
-  }
-  std::stable_sort(problems_.begin(), problems_.end(), [](const DocumentProblem& a, const DocumentProblem& b) {
-    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
-  });
   hasErrors_ = hasRepeatedKeys_ = false;
-  return std::exchange(problems_, {});
->>>>>>> sdk
+  return problems;
 }
 
 std::wstring DocumentProblem::ToString() const {
