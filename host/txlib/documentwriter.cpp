@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <cmath>
+#include <deque>
 #include <map>
 #include <optional>
 #include <unordered_set>
@@ -93,14 +93,16 @@ class Writer {
   void WriteOrder(JsonValue& json, Model& model, const DocumentMemory& memory);
   void WriteTails(JsonValue& json, Model& model, const DocumentMemory& memory);
   void GiveIds(Model& model);
-  JsonValue WriteOperator(Operator& op);
+  JsonValue WriteOperator(Operator& op, std::string_view id);
   int CountExpansions(Operator& op, const DocumentMemory& memory);
   void WriteValues(JsonValue& json, Operator& op, const DocumentMemory& memory);
   void WriteOverrides(JsonValue& json, Operator& op, const DocumentMemory& memory);
   std::string EndName(const boost::shared_ptr<Port>& port) {
     const auto op = port->TryGetOperator();
     const auto id = ids_.find(op.get());
-    return id == ids_.end() ? std::string() : id->second + "." + Narrow(port->GetName());
+    if (id == ids_.end()) return {};
+    std::string name(id->second);
+    return name.append(".").append(Narrow(port->GetName()));
   }
   static const DocumentMemory& MemoryOf(Operator& op) {
     const DocumentMemory* memory = FindDocumentMemory(op);
@@ -108,7 +110,8 @@ class Writer {
   }
 
   std::map<std::wstring, OperatorPtr> pristine_;
-  std::unordered_map<const Operator*, std::string> ids_;
+  std::unordered_map<const Operator*, std::string_view> ids_;
+  std::deque<std::string> newIds_;
 };
 
 JsonValue Writer::WriteModel(Model& model, const DocumentMemory& memory, bool outermost) {
@@ -123,7 +126,7 @@ JsonValue Writer::WriteModel(Model& model, const DocumentMemory& memory, bool ou
   GiveIds(model);
   WritePorts(json, model, memory, outermost);
   JsonValue operators(JsonValueType::Array);
-  for (const OperatorPtr& op : model.GetOperators()) operators.Append(WriteOperator(*op));
+  for (const OperatorPtr& op : model.GetOperators()) operators.Append(WriteOperator(*op, ids_[op.get()]));
   json.Set(kModel[Operators], std::move(operators));
   WriteConnections(json, model, memory);
   WriteOrder(json, model, memory);
@@ -270,7 +273,7 @@ void Writer::WriteOrder(JsonValue& json, Model& model, const DocumentMemory& mem
   for (const OperatorPtr& op : model.GetOperators()) {
     for (const OperatorPtr& parent : op->GetParentsWithoutConnection()) {
       const auto id = ids_.find(parent.get());
-      if (id != ids_.end()) pairs.emplace(std::pair(id->second, ids_[op.get()]), false);
+      if (id != ids_.end()) pairs.emplace(std::pair(std::string(id->second), std::string(ids_[op.get()])), false);
     }
   }
   JsonValue order(JsonValueType::Array);
@@ -303,7 +306,9 @@ void Writer::WriteTails(JsonValue& json, Model& model, const DocumentMemory& mem
 }
 
 void Writer::GiveIds(Model& model) {
-  std::unordered_set<std::string> taken;
+  std::unordered_set<std::string_view> taken;
+  taken.reserve(model.GetOperators().size());
+  ids_.reserve(ids_.size() + model.GetOperators().size());
   for (const OperatorPtr& op : model.GetOperators()) {
     const std::string& id = MemoryOf(*op).id;
     if (!id.empty() && taken.insert(id).second) ids_[op.get()] = id;
@@ -316,15 +321,15 @@ void Writer::GiveIds(Model& model) {
       const bool isPlain = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
       stem += isPlain ? c : '_';
     }
-    std::string id = stem;
-    while (!taken.insert(id).second) id = stem + std::to_string(++next[stem] + 1);
+    std::string& id = newIds_.emplace_back(stem);
+    while (taken.count(id)) id = stem + std::to_string(++next[stem] + 1);
+    taken.insert(id);
     ids_[op.get()] = id;
   }
 }
 
-JsonValue Writer::WriteOperator(Operator& op) {
+JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   const DocumentMemory& memory = MemoryOf(op);
-  const std::string id = ids_[&op];
   if (memory.missing) {
     JsonValue unchanged = memory.source;
     if (memory.id != id) unchanged.Set(kNode[Id], JsonValue::FromUtf8(id));
