@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "filedescriptor.h"
+#include "filefaults.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -52,21 +53,6 @@ bool MatchesAny(const std::wstring& name, const std::vector<std::wstring>& patte
   const std::wstring lower = ktxt_tolower(name);
   return patterns.empty() ||
          std::any_of(patterns.begin(), patterns.end(), [&](const auto& pattern) { return Matches(lower, pattern); });
-}
-
-std::wstring FolderFault(const std::wstring& name, int errorNumber) {
-  const std::wstring quoted = L"\"" + name + L"\"";
-  switch (errorNumber) {
-    case ENOENT:
-      return name.empty() ? L"The name of the folder is empty." : L"The folder " + quoted + L" does not exist.";
-    case ENOTDIR:
-      return quoted + L" is not a folder.";
-    case EACCES:
-    case EPERM:
-      return L"No permission to read the folder " + quoted + L".";
-    default:
-      return L"The folder " + quoted + L" can't be read: " + ErrorText(errorNumber) + L".";
-  }
 }
 
 enum class EntryKind { File, Folder, Other };
@@ -123,7 +109,7 @@ class Scan {
 
   /// The first failure is the one that is told.
   void Record(const std::wstring& name, int errorNumber) {
-    if (!failed_) error_.Log(__LINE__, FolderFault(name, errorNumber));
+    if (!failed_) error_.Log(__LINE__, FileFault(FileAction::ReadFolder, name, errorNumber));
     failed_ = true;
   }
 

@@ -26,7 +26,5 @@ class FileDescriptor {
   int number_;
 };
 
-/// Words of an error number, the same in every locale.
-std::wstring ErrorText(int errorNumber);
 /// Runs the check that SetCancelCheck set.
 void RunCancelCheck();

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "filedescriptor.h"
+#include "filefaults.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -18,21 +19,7 @@ constexpr std::size_t kBlockSize = 1 << 20;
 constexpr int kMostLinks = 40;
 
 std::wstring WriteFault(const std::wstring& name, int errorNumber) {
-  const std::wstring quoted = L"\"" + name + L"\"";
-  switch (errorNumber) {
-    case EISDIR:
-      return quoted + L" is a folder, not a file.";
-    case EACCES:
-    case EPERM:
-      return L"No permission to write the file " + quoted + L".";
-    case ENOENT:
-      return name.empty() ? L"The file name is empty."
-                          : L"The file " + quoted + L" can't be written: its folder does not exist.";
-    case ENOTDIR:
-      return L"The file " + quoted + L" can't be written: a part of its path is not a folder.";
-    default:
-      return L"The file " + quoted + L" can't be written: " + ErrorText(errorNumber) + L".";
-  }
+  return FileFault(FileAction::WriteFile, name, errorNumber);
 }
 
 /// Zero, or the error number.

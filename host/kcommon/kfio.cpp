@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <mutex>
 
 #include "filedescriptor.h"
+#include "filefaults.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfnp.h"
 #include "textdecoder.h"
@@ -29,20 +29,7 @@ CancelCheck& TheCancelCheck() {
 }
 
 std::wstring ReadFault(const std::wstring& name, int errorNumber) {
-  const std::wstring quoted = L"\"" + name + L"\"";
-  switch (errorNumber) {
-    case ENOENT:
-      return name.empty() ? L"The file name is empty." : L"The file " + quoted + L" does not exist.";
-    case ENOTDIR:
-      return L"The file " + quoted + L" does not exist: a part of its path is not a folder.";
-    case EISDIR:
-      return quoted + L" is a folder, not a file.";
-    case EACCES:
-    case EPERM:
-      return L"No permission to read the file " + quoted + L".";
-    default:
-      return L"The file " + quoted + L" can't be read: " + ErrorText(errorNumber) + L".";
-  }
+  return FileFault(FileAction::ReadFile, name, errorNumber);
 }
 
 /// Gives the bytes to `take`, block by block, until it has enough.
@@ -67,11 +54,6 @@ void ReadBlocks(const std::wstring& name, KerrException& scope, Take take) {
 }
 
 }  // namespace
-
-std::wstring ErrorText(int errorNumber) {
-  const char* text = ::strerrordesc_np(errorNumber);
-  return text ? kstr_Widen(text) : L"error " + std::to_wstring(errorNumber);
-}
 
 void RunCancelCheck() {
   std::function<void()> check;
