@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
+#include "unfinishedfile.h"
 
 namespace {
 
@@ -74,44 +74,11 @@ void WriteStraight(const std::wstring& name, int file, const std::string& bytes,
   if (!target.Close()) scope.Throw(__LINE__, WriteFault(name, errno));
 }
 
-/// A new file of a name of its own in a folder; removed again unless it is renamed.
-class TemporaryFile {
- public:
-  TemporaryFile(const std::string& folder, mode_t mode) : file_(Make(folder, mode)) {}
-  ~TemporaryFile() {
-    if (made_) ::unlink(path_.c_str());
-  }
-  FileDescriptor& GetFile() { return file_; }
-  /// Zero, or the error number.
-  int RenameTo(const std::string& path) {
-    if (::rename(path_.c_str(), path.c_str()) != 0) return errno;
-    made_ = false;
-    return 0;
-  }
-
- private:
-  int Make(const std::string& folder, mode_t mode) {
-    static std::atomic<unsigned> counter{0};
-    for (;;) {
-      path_ = folder + ".tessera-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
-      const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-      // A name that is taken is what a killed process of the same number left.
-      if (file < 0 && errno == EEXIST) continue;
-      made_ = file >= 0;
-      return file;
-    }
-  }
-
-  std::string path_;
-  bool made_ = false;
-  FileDescriptor file_;
-};
-
 void Replace(const std::wstring& name, const std::string& path, const struct stat* old, const std::string& bytes,
              KerrException& scope) {
   // The folder alone would let a write-protected file be replaced.
   if (old && ::access(path.c_str(), W_OK) != 0) scope.Throw(__LINE__, WriteFault(name, errno));
-  TemporaryFile temporary(FolderPart(path), old ? 0600 : 0666);
+  UnfinishedFile temporary(FolderPart(path), old ? 0600 : 0666);
   FileDescriptor& file = temporary.GetFile();
   if (!file.IsOpen()) scope.Throw(__LINE__, WriteFault(name, errno));
   if (const int failure = WriteBlocks(file.Get(), bytes)) scope.Throw(__LINE__, WriteFault(name, failure));

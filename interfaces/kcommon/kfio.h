@@ -29,6 +29,10 @@ std::string ReadBytes(const std::wstring& name);
 void WriteFile(const std::wstring& name, const std::wstring& text);
 void WriteBytes(const std::wstring& name, const std::string& bytes);
 
+/// For a process that is about to leave: takes away the files that are being written, and lets none be finished
+/// or begun any more; who tries waits for ever. Any thread.
+void AbandonWrites();
+
 /// Called between blocks of long reads and writes; raises to end them. Set by the engine.
 void SetCancelCheck(std::function<void()> check);
 

@@ -1,7 +1,9 @@
 #include "kcommon/kfio.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -291,6 +293,53 @@ TEST(WriteFile, WritesPipesStraight) {
   EXPECT_TRUE(fs::is_fifo(path));
   kfio::WriteFile(L"/dev/null", L"text");
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST(WriteFile, TakesAwayWhatDeadProcessesLeft) {
+  const ScratchFolder folder;
+  const pid_t dead = ::fork();
+  if (dead == 0) ::_exit(0);
+  int status = 0;
+  ASSERT_EQ(::waitpid(dead, &status, 0), dead);
+  const std::string head = ".tessera-" + std::to_string(dead);
+  folder.Make(head + "-0.tmp", "half");
+  folder.Make(head + "-17.tmp", "half");
+  fs::permissions(folder / (head + "-17.tmp"), fs::perms::owner_read);
+  const std::vector<std::string> kept = {".tessera-" + std::to_string(::getppid()) + "-0.tmp",  // it is alive
+                                         head + "-locked.tmp", head + "-0.tmp.txt", head + "-00.tmp",
+                                         ".tessera-0-0.tmp"};
+  for (const auto& name : kept) folder.Make(name, "half");
+  // Of a process on another machine that shares the folder.
+  folder.Make(head + "-3.tmp", "half");
+  const int locked = ::open((folder / (head + "-3.tmp")).c_str(), O_RDWR);
+  ASSERT_EQ(::flock(locked, LOCK_EX), 0);
+  kfio::WriteFile(folder.Wide("file"), L"text");
+  ::close(locked);
+  EXPECT_FALSE(fs::exists(folder / (head + "-0.tmp")));
+  EXPECT_FALSE(fs::exists(folder / (head + "-17.tmp")));
+  EXPECT_TRUE(fs::exists(folder / (head + "-3.tmp")));
+  for (const auto& name : kept) EXPECT_TRUE(fs::exists(folder / name)) << name;
+  EXPECT_EQ(folder.EntryCount(), kept.size() + 2);
+}
+
+TEST(WriteFile, AbandonedWritesLeaveNothing) {
+  const ScratchFolder folder;
+  folder.Make("file", "old");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    kfio::SetCancelCheck([&] {
+      const bool written = folder.EntryCount() == 2;
+      kfio::AbandonWrites();
+      ::_exit(written && folder.EntryCount() == 1 ? 0 : 1);
+    });
+    kfio::WriteBytes(folder.Wide("file"), std::string(5 << 20, 'y'));
+    ::_exit(2);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(folder.Bytes("file"), "old");
 }
 
 TEST(WriteFile, StandardOutputGoesOnWhereItStands) {
