@@ -57,7 +57,11 @@ void DocumentModelReader::ReadOperators() {
     const DocumentPlace nodePlace(place, i);
     DocumentNode& node = nodes_[i];
     ReadDocumentNode(reading_, elements[i], nodePlace, node);
-    if (node.op) reading_.Guard(nodePlace, [&] { model_->AddOperator(node.op); });
+    if (reading_.depth >= kMaxModelNesting && boost::dynamic_pointer_cast<Model>(node.op))
+      reading_.faults.Error(nodePlace, L"found models nested more than " + std::to_wstring(kMaxModelNesting) +
+                                           L" levels deep, expected fewer");
+    else if (node.op)
+      reading_.Guard(nodePlace, [&] { model_->AddOperator(node.op); });
     if (node.id.empty()) continue;
     const auto [known, isNew] = byId_.emplace(node.id, i);
     if (isNew) continue;

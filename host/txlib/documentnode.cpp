@@ -190,11 +190,7 @@ class NodeReader {
                             L"found a model, but the operator \"" + node_.op->GetOperatorName() + L"\" can't hold one");
       return;
     }
-    if (reading_.depth >= kMaxModelNesting) {
-      reading_.faults.Error(place, L"found models nested more than " + std::to_wstring(kMaxModelNesting) +
-                                       L" levels deep, expected fewer");
-      return;
-    }
+    if (reading_.depth >= kMaxModelNesting) return;  // told by the model that it would be a part of
     ++reading_.depth;
     DocumentModelReader(reading_, model, *keys_[NodeModel], place, false).Read();
     --reading_.depth;

@@ -12,6 +12,7 @@
 
 #include "documentfaults.h"
 #include "documentmemory.h"
+#include "nesting.h"
 #include "txlib/document.h"
 #include "txlib/model.h"
 
@@ -19,7 +20,6 @@ namespace Tamrin::Tessera {
 
 constexpr const char* kPlainFormat = "TesseraModelFormat";
 constexpr int kPlainVersion = 1;
-constexpr unsigned kMaxModelNesting = 1000;
 /// More sets of ports than any person asks for: a slip of the pen must not fill the memory.
 constexpr int kMaxExpansions = 20000;
 

@@ -198,6 +198,8 @@ class ModelState {
  public:
   ~ModelState();
   static ModelState& Of(const Model& model) { return *model.modelState_; }
+  /// Sets `levels` anew for the model and all inside it.
+  static unsigned CountLevels(Model& model);
   std::vector<boost::shared_ptr<Operator>> operators;
   std::vector<boost::shared_ptr<Operator>> tails;
   /// Operators none of whose outputs is connected inside the model. Found at a run, forgotten at an edit.
@@ -213,6 +215,7 @@ class ModelState {
   bool openable = true;
   bool allowsReflection = true;
   std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last
+  unsigned levels = 1;  ///< of models from this one downwards; more than there are where some were removed
   std::wstring processName;
   std::wstring processNamespace;
   CallbackHandle temporaryFolderHandle;

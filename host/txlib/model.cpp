@@ -5,6 +5,7 @@
 
 #include "enginestate.h"
 #include "korvenlog/exception.h"
+#include "nesting.h"
 
 namespace Tamrin::Tessera {
 
@@ -94,12 +95,35 @@ void ModelState::ForgetEndsAround(const PortState& source) {
   if (model) Of(*model).ends.reset();
 }
 
+unsigned ModelState::CountLevels(Model& model) {
+  unsigned inside = 0;
+  for (const auto& op : model.modelState_->operators) {
+    if (auto* const inner = dynamic_cast<Model*>(op.get())) inside = std::max(inside, CountLevels(*inner));
+  }
+  return model.modelState_->levels = inside + 1;
+}
+
 void Model::AddOperator(const boost::shared_ptr<Operator>& op) {
   if (!op) throw std::invalid_argument("A model can't hold a null operator.");
+  unsigned levelsAround = 0;
   for (const Operator* around = this; around; around = OperatorState::Of(*around).process) {
     if (around == op.get()) {
       throw std::invalid_argument(
           KorvenLog::Narrow(L"The model " + op->GetDisplayName() + L" can't be a part of itself."));
+    }
+    ++levelsAround;
+  }
+  if (auto* const model = dynamic_cast<Model*>(op.get())) {
+    if (levelsAround + model->modelState_->levels > kMaxModelNesting + 1 &&
+        levelsAround + ModelState::CountLevels(*model) > kMaxModelNesting + 1) {
+      throw std::invalid_argument(KorvenLog::Narrow(L"The model " + op->GetDisplayName() + L" can't be a part of " +
+                                                    GetDisplayName() + L": models would be nested more than " +
+                                                    std::to_wstring(kMaxModelNesting) + L" levels deep."));
+    }
+    unsigned levels = model->modelState_->levels;
+    for (Model* around = this; around; around = OperatorState::Of(*around).process) {
+      if (around->modelState_->levels > levels) break;
+      around->modelState_->levels = ++levels;
     }
   }
   Model*& process = OperatorState::Of(*op).process;

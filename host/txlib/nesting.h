@@ -5,6 +5,8 @@ namespace Tamrin::Tessera {
 /// Values may be nested without bound, but texts, JSON and comparisons follow them only this far, so that no
 /// value can run a thread out of its stack.
 constexpr unsigned kMaxNesting = 1000;
+/// Models in models: below the outermost. Running, saving and ending them descends from each to the next.
+constexpr unsigned kMaxModelNesting = 1000;
 
 /// One level of nesting on this thread.
 class NestingGuard {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <filesystem>
@@ -7,6 +6,7 @@
 
 #include "kcommon/kfnp.h"
 #include "support/testoperators.h"
+#include "txlib/document.h"
 
 using namespace testsupport;
 
@@ -98,6 +98,95 @@ TEST(Model, ItselfAsAPartIsRefused) {
   EXPECT_THROW(model->AddOperator(nullptr), std::invalid_argument);
 }
 
+std::string RaisedByAdding(tx::Model& model, const boost::shared_ptr<tx::Model>& part) {
+  try {
+    model.AddOperator(part);
+  } catch (const std::invalid_argument& exception) {
+    return exception.what();
+  }
+  return {};
+}
+
+constexpr const char* kTooDeep =
+    "The model Part can't be a part of Whole: models would be nested more than 1000 levels deep.";
+
+boost::shared_ptr<tx::Model> NamedModel(const wchar_t* name) {
+  const auto model = MakeOperator<tx::Model>();
+  model->SetDisplayName(name);
+  return model;
+}
+
+TEST(Model, NestingFromOutsideInHasALimit) {
+  const auto outermost = NamedModel(L"Whole");
+  std::vector<boost::shared_ptr<tx::Model>> models{outermost};
+  int refused = 0;
+  for (int i = 0; i < 10'000; ++i) {
+    const auto part = NamedModel(L"Part");
+    models.back()->SetDisplayName(L"Whole");
+    const std::string text = RaisedByAdding(*models.back(), part);
+    if (text.empty()) {
+      models.push_back(part);
+      continue;
+    }
+    ++refused;
+    EXPECT_EQ(text, kTooDeep);
+    EXPECT_EQ(part->GetProcess(), nullptr);
+  }
+  EXPECT_EQ(models.size(), 1001U);
+  EXPECT_EQ(refused, 9000);
+  const auto op = AddTo<AddOne>(*models.back());
+  auto out = op->GetPort(L"Out");
+  for (auto model = models.rbegin(); model != models.rend(); ++model) out = (*model)->AliasPort(out, L"Out");
+  EXPECT_EQ(outermost->GetAllOperators(true).size(), 1001U);
+  models.clear();
+  outermost->Execute();
+  EXPECT_EQ(Number(out), 1);
+  op->Invalidate();
+  EXPECT_EQ(Number(out), 1) << "pulled";
+  EXPECT_EQ(op->runs, 2);
+  outermost->RemoveOperator(outermost->GetOperators().front());
+  EXPECT_TRUE(outermost->GetOperators().empty()) << "the rest has gone";
+}
+
+TEST(Model, NestingFromInsideOutHasALimit) {
+  auto whole = NamedModel(L"Part");
+  int refused = 0;
+  for (int i = 0; i < 10'000; ++i) {
+    const auto around = NamedModel(L"Whole");
+    const std::string text = RaisedByAdding(*around, whole);
+    if (text.empty()) {
+      whole = around;
+      whole->SetDisplayName(L"Part");
+      continue;
+    }
+    ++refused;
+    EXPECT_EQ(text, kTooDeep);
+    EXPECT_TRUE(around->GetOperators().empty());
+  }
+  EXPECT_EQ(refused, 9000);
+  EXPECT_EQ(whole->GetAllOperators(true).size(), 1000U);
+  whole->Execute();
+  EXPECT_TRUE(whole->IsExecuted());
+  const auto reopened = tx::PlainDocument::Open(tx::PlainDocument::Save(whole));
+  EXPECT_EQ(reopened->GetAllOperators(true).size(), 1000U);
+}
+
+TEST(Model, TheLimitOfNestingIsOfBothSidesAndOfNow) {
+  const auto chain = [](int levels, std::vector<boost::shared_ptr<tx::Model>>& models) {
+    models.assign(1, NamedModel(L"Part"));
+    for (int i = 1; i < levels; ++i) models.push_back(AddTo<tx::Model>(*models.back()));
+    models.back()->SetDisplayName(L"Whole");
+  };
+  std::vector<boost::shared_ptr<tx::Model>> upper, lower;
+  chain(501, upper);
+  chain(501, lower);
+  EXPECT_EQ(RaisedByAdding(*upper.back(), lower.front()), kTooDeep);
+  lower[499]->RemoveOperator(lower[500]);
+  EXPECT_EQ(RaisedByAdding(*upper.back(), lower.front()), "") << "500 levels are left";
+  EXPECT_EQ(upper.front()->GetAllOperators(true).size(), 1000U);
+  EXPECT_EQ(RaisedByAdding(*lower[498], lower[499]), "") << "it is there already";
+}
+
 TEST(Model, RemovingAnOperatorTakesItsConnectionsAndAliases) {
   const auto model = MakeOperator<tx::Model>();
   const auto a = AddTo<AddOne>(*model), b = AddTo<AddOne>(*model);
@@ -149,8 +238,8 @@ TEST(Model, MessagesAreRelayedOutwards) {
     self.SetErrorMessage(L"error");
   };
   std::vector<std::pair<std::wstring, int>> told;
-  const auto handle = model->AddOnMessageCallback(
-      [&](const auto& source, const auto&, const auto& text, const auto&, auto severity) {
+  const auto handle =
+      model->AddOnMessageCallback([&](const auto& source, const auto&, const auto& text, const auto&, auto severity) {
         EXPECT_EQ(source, op);
         told.emplace_back(text, severity);
       });
