@@ -229,6 +229,7 @@ class TemporaryFolder {
  public:
   /// Makes a folder of this process's; the handle removes it. Raises std::runtime_error.
   static CallbackHandle Create(std::wstring& name);
+  /// Takes away all of them, and the registered files of all models; from then on none is made.
   static void RemoveAll();
 };
 

@@ -24,9 +24,15 @@ constexpr const char* kPrefix = "tessera-";
 constexpr const char* kLockName = ".in-use";
 
 std::mutex foldersMutex;
+bool leaving = false;
+// Both are still there when the last models die at exit.
 std::set<fs::path>& Folders() {
-  static auto* const folders = new std::set<fs::path>();  // still there when the last models die at exit
+  static auto* const folders = new std::set<fs::path>();
   return *folders;
+}
+std::multiset<std::wstring>& Files() {
+  static auto* const files = new std::multiset<std::wstring>();
+  return *files;
 }
 
 /// An open lock file, locked; -1 where another process holds it or it can't be made.
@@ -53,9 +59,14 @@ void RemoveStale(const fs::path& root) {
   }
 }
 
+/// Another thread may make files in it at this time: then the folder is not empty when its turn comes.
 void RemoveFolder(const fs::path& folder) {
-  std::error_code ignored;
-  fs::remove_all(folder, ignored);
+  constexpr int kTries = 10;
+  std::error_code error;
+  for (int i = 0; i < kTries; ++i) {
+    fs::remove_all(folder, error);
+    if (error != std::errc::directory_not_empty) return;
+  }
 }
 
 }  // namespace
@@ -67,6 +78,8 @@ CallbackHandle TemporaryFolder::Create(std::wstring& name) {
   static std::once_flag once;
   std::call_once(once, [&] { RemoveStale(root); });
 
+  const std::lock_guard making(foldersMutex);
+  if (leaving) throw std::runtime_error("The program is about to end: there are no more temporary folders.");
   std::string pattern = (root / (std::string(kPrefix) + std::to_string(::getpid()) + "-XXXXXX")).native();
   if (!::mkdtemp(pattern.data())) {
     throw std::runtime_error("A temporary folder could not be made in " + root.native() + ": " +
@@ -74,10 +87,7 @@ CallbackHandle TemporaryFolder::Create(std::wstring& name) {
   }
   const fs::path folder(pattern);
   const int lock = LockFolder(folder, O_CREAT);
-  {
-    const std::lock_guard guard(foldersMutex);
-    Folders().insert(folder);
-  }
+  Folders().insert(folder);
   name = kfnp_FromNative(folder.native());
   return CallbackHandle(new int(lock), [folder](int* held) {
     RemoveFolder(folder);
@@ -90,7 +100,9 @@ CallbackHandle TemporaryFolder::Create(std::wstring& name) {
 
 void TemporaryFolder::RemoveAll() {
   const std::lock_guard guard(foldersMutex);
+  leaving = true;
   for (const fs::path& folder : Folders()) RemoveFolder(folder);
+  for (const std::wstring& file : Files()) ::unlink(kfnp_ToNative(file).c_str());
 }
 
 std::wstring Model::GetTemporaryDirectory() {
@@ -111,12 +123,16 @@ std::wstring Model::GenerateTemporaryFileName(const std::wstring& prefix, const 
 void Model::RegisterTemporaryFile(const std::wstring& name) {
   const std::lock_guard lock(modelState_->temporaryMutex);
   modelState_->temporaryFiles.push_back(name);
+  const std::lock_guard guard(foldersMutex);
+  Files().insert(name);
 }
 
 ModelState::~ModelState() {
   for (const std::wstring& file : temporaryFiles) {
     std::error_code ignored;
     fs::remove(kfnp_ToNative(file), ignored);
+    const std::lock_guard guard(foldersMutex);
+    if (const auto entry = Files().find(file); entry != Files().end()) Files().erase(entry);
   }
 }
 

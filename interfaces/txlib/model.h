@@ -40,7 +40,8 @@ class ExecutionEnvironment {
   /// Called, on the running thread, when an operator begins its work and when it has ended it. Nothing until set.
   using RunObserver = boost::function<void(const boost::shared_ptr<Operator>&, bool finished)>;
   void SetRunObserver(const RunObserver& observer);
-  /// For a program that is about to be ended: takes away the temporary folders of all its models. Any thread.
+  /// For a program that is about to be ended: takes away the temporary folders and files of all its models,
+  /// and lets no more be made. Any thread.
   static void RemoveTemporaryFolders();
 
   /// Display name of the operator in which the exception was first seen to leave an Execute; empty where it
