@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <map>
 
@@ -21,11 +23,17 @@ namespace {
 std::string Quoted(const std::wstring& text) {
   std::string quoted = "\"";
   for (const char c : kstr_ToUtf8(text)) {
-    if (c == '"' || c == '\\') quoted += '\\';
-    if (c == '\n')
-      quoted += "\\n";
-    else
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
       quoted += c;
+    } else if (c == '\n') {
+      quoted += "\\n";
+    } else if (c == '&') {
+      quoted += "&amp;";  // otherwise a name that looks like an entity would be shown as its character
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      quoted += byte < 0x20 || byte == 0x7F ? ' ' : c;  // XML has no room for control characters
+    }
   }
   return quoted + "\"";
 }
@@ -90,22 +98,48 @@ bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-void WriteSvg(const std::string& dot, const std::string& output) {
-  // Beside its place, then renamed.
-  const std::string pid = std::to_string(::getpid());
-  const std::string source = output + "." + pid + ".dot";
-  const std::string target = output + "." + pid + ".tmp";
-  kfio::WriteBytes(WideWord(source), dot);
-  const char* const words[] = {"dot", "-Tsvg", "-o", target.c_str(), source.c_str(), nullptr};
+/// A file in memory; raises Refusal where there is none to be had.
+class MemoryFile {
+ public:
+  explicit MemoryFile(const std::wstring& output) : number_(::memfd_create("picture", MFD_CLOEXEC)) {
+    if (number_ < 0) throw Refusal(output + L": the picture can't be written");
+  }
+  ~MemoryFile() { ::close(number_); }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  int Get() const { return number_; }
+  std::wstring Name() const { return L"/proc/self/fd/" + std::to_wstring(number_); }
+
+ private:
+  const int number_;
+};
+
+/// Runs dot from one open file to another. Zero, or the error number of a program that can't be started; `status`
+/// is its end.
+int RunDot(int from, int to, int& status) {
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_adddup2(&actions, from, STDIN_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, to, STDOUT_FILENO);
+  const char* const words[] = {"dot", "-Tsvg", nullptr};
   pid_t child = 0;
-  const int failure = ::posix_spawnp(&child, "dot", nullptr, nullptr, const_cast<char**>(words), environ);
+  const int failure = ::posix_spawnp(&child, "dot", &actions, nullptr, const_cast<char**>(words), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  while (failure == 0 && ::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return failure;
+}
+
+void WriteSvg(const std::string& dot, const std::string& output) {
+  const std::wstring name = WideWord(output);
+  const MemoryFile source(name), picture(name);
+  kfio::WriteBytes(source.Name(), dot);
+  ::lseek(source.Get(), 0, SEEK_SET);
   int status = 0;
-  if (failure == 0) ::waitpid(child, &status, 0);
-  ::unlink(source.c_str());
-  if (failure == 0 && status == 0 && std::rename(target.c_str(), output.c_str()) == 0) return;
-  ::unlink(target.c_str());
-  throw Refusal(WideWord(output) + (failure ? L": the program \"dot\" is not installed; write a .dot file instead"
-                                            : L": the picture can't be written"));
+  const int failure = RunDot(source.Get(), picture.Get(), status);
+  if (failure == ENOENT) throw Refusal(name + L": the program \"dot\" is not installed; write a .dot file instead");
+  if (failure || status != 0) throw Refusal(name + L": the program \"dot\" could not draw the picture");
+  kfio::WriteBytes(name, kfio::ReadBytes(picture.Name()));
 }
 
 }  // namespace

@@ -1,39 +1,18 @@
 """The program as a user meets it: outputs, exit status, standard error, signals."""
 import json
 import os
-import pathlib
 import signal
 import subprocess
-import tempfile
 import time
 import unittest
 
-PROGRAM = os.environ["TESSERA"]
+from program import PROGRAM, ProgramTest
 
 TEXT = {"ports": [{"name": "Data", "alias": "text.Data", "value": 7}, {"name": "Out", "alias": "text.String"}],
         "operators": [{"id": "text", "operator": "VANTIX.ToString"}]}
 FAILING = {"ports": [{"name": "Done", "alias": "need.Success"}],
            "operators": [{"id": "need", "operator": "VANTIX.RequireCondition", "displayName": "My check",
                           "values": {"ShouldBeTrue": False, "Message": "No image today."}}]}
-
-
-class ProgramTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        self.env = {**os.environ, "XDG_CONFIG_HOME": str(self.folder / "config")}
-
-    def write(self, name, model):
-        path = self.folder / name
-        text = model if isinstance(model, str) else json.dumps(
-            {"format": "TesseraModelFormat", "version": 1, **model})
-        path.write_text(text, encoding="utf-8")
-        return str(path)
-
-    def call(self, *words, text=None):
-        return subprocess.run([PROGRAM, *words], capture_output=True, text=True, input=text, timeout=60,
-                              cwd=self.folder, env=self.env)
 
 
 class RunTest(ProgramTest):
