@@ -12,6 +12,7 @@
 #include "kcommon/kstr.h"
 #include "korvenlog/exception.h"
 #include "program.h"
+#include "progress.h"
 #include "txlib/datajson.h"
 #include "txlib/factories.h"
 
@@ -50,6 +51,7 @@ void Print(const std::wstring& text) {
 }
 
 void PrintError(const std::wstring& text) {
+  const Progress::Aside aside;
   const std::string bytes = kstr_ToUtf8(text) + "\n";
   std::fwrite(bytes.data(), 1, bytes.size(), stderr);
 }

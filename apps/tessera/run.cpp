@@ -116,6 +116,8 @@ void SetSessionLog(const Arguments& arguments) {
     kerr_SetSessionLogSink([file](const std::wstring& line) { file->Write(kstr_ToUtf8(line)); });
   } else if (arguments.quiet) {
     kerr_SetSessionLogSink(std::function<void(const std::wstring&)>());
+  } else {
+    kerr_SetSessionLogSink(&PrintError);  // which knows of the progress on the same terminal
   }
 }
 

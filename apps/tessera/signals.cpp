@@ -8,11 +8,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <mutex>
 #include <string>
 #include <thread>
+
+#include "kcommon/kfio.h"
+#include "progress.h"
 
 namespace TesseraProgram {
 
@@ -20,7 +22,7 @@ using Tamrin::Tessera::ExecutionEnvironment;
 
 namespace {
 
-constexpr auto kPatience = std::chrono::milliseconds(700);
+constexpr auto kPatience = std::chrono::milliseconds(500);
 std::atomic<int> received{0};
 std::mutex environmentMutex;
 boost::shared_ptr<ExecutionEnvironment>& Environment() {
@@ -55,16 +57,6 @@ void EndChildren() {
   });
 }
 
-/// Files that this process has open for writing under the name of a file that is not whole yet.
-void RemoveUnfinished() {
-  const std::string mark = "/.tessera-" + std::to_string(::getpid()) + "-";
-  ForEachIn("/proc/self/fd", [&](const std::string& number) {
-    char target[4096] = {};
-    if (::readlink(("/proc/self/fd/" + number).c_str(), target, sizeof target - 1) <= 0) return;
-    if (std::strstr(target, mark.c_str())) ::unlink(target);
-  });
-}
-
 void Watch() {
   const sigset_t set = Signals();
   int number = 0;
@@ -76,8 +68,9 @@ void Watch() {
     if (Environment()) Environment()->Cancel();
   }
   std::this_thread::sleep_for(kPatience);
+  Progress::Wipe();
   EndChildren();
-  RemoveUnfinished();
+  kfio::AbandonWrites();
   ExecutionEnvironment::RemoveTemporaryFolders();
   ::_exit(128 + number);
 }

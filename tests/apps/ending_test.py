@@ -1,0 +1,83 @@
+"""A run that heeds no cancelling is ended all the same, and leaves nothing behind."""
+import os
+import pty
+import signal
+import subprocess
+import time
+import unittest
+
+from program import PROGRAM, TEST_PLUGINS, ProgramTest
+
+
+class EndingTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.temporary = self.folder / "temporary"
+        self.temporary.mkdir()
+        self.target = self.folder / "target"
+        self.target.mkdir()
+        self.env.update(VANTIX_PLUGIN_PATH=TEST_PLUGINS, TMPDIR=str(self.temporary))
+        self.model = self.write("m.tsmx", {"operators": [
+            {"id": "deaf", "operator": "VANTIX.TestDeaf", "values": {"Filename": str(self.target / "file")}}]})
+
+    def start(self, **streams):
+        run = subprocess.Popen([PROGRAM, "run", self.model], cwd=self.folder, env=self.env, **streams)
+        self.addCleanup(run.kill)
+        deadline = time.monotonic() + 20
+        while not self.unfinished(run):
+            self.assertIsNone(run.poll())
+            self.assertLess(time.monotonic(), deadline, "it never began to write")
+            time.sleep(0.01)
+        self.assertEqual(len(os.listdir(self.temporary)), 1, "its folder for temporary files")
+        return run
+
+    def unfinished(self, run):
+        return [name for name in os.listdir(self.target)
+                if name.startswith(f".tessera-{run.pid}-") and name.endswith(".tmp")]
+
+    def test_signals(self):
+        for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+            run = self.start()
+            begin = time.monotonic()
+            run.send_signal(number)
+            self.assertEqual(run.wait(timeout=10), status)
+            self.assertLess(time.monotonic() - begin, 1.0)
+            self.assertEqual(os.listdir(self.target), [])
+            self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_the_old_file_stays(self):
+        (self.target / "file").write_text("old")
+        run = self.start()
+        run.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(timeout=10), 143)
+        self.assertEqual(os.listdir(self.target), ["file"])
+        self.assertEqual((self.target / "file").read_text(), "old")
+
+    def test_the_bar_is_taken_off_the_terminal(self):
+        master, slave = pty.openpty()
+        run = self.start(stderr=slave)
+        os.close(slave)
+        time.sleep(0.4)
+        run.send_signal(signal.SIGINT)
+        self.assertEqual(run.wait(timeout=10), 130)
+        sent = os.read(master, 65536).decode()
+        os.close(master)
+        self.assertIn("Test Deaf", sent)
+        self.assertTrue(sent.endswith("\r\x1b[K"), repr(sent))
+
+    def test_what_a_killed_run_left_goes_with_the_next_write(self):
+        killed = self.start()
+        killed.kill()
+        killed.wait(timeout=10)
+        self.assertEqual(len(self.unfinished(killed)), 1)
+        (self.target / ".tessera-notes.tmp").write_text("somebody's own")
+        other = self.write("other.tsmx", {"ports": [{"name": "Out", "alias": "o.String"}],
+                                          "operators": [{"id": "o", "operator": "VANTIX.ToString",
+                                                         "values": {"Data": 5}}]})
+        done = self.call("run", other, "--outputs", str(self.target / "file"))
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(sorted(os.listdir(self.target)), [".tessera-notes.tmp", "file"])
+
+
+if __name__ == "__main__":
+    unittest.main()
