@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <exception>
+#include <latch>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,20 +37,72 @@ inline void Prepare(ModelHost& host, const Row& row) {
   for (const auto& [port, data] : row.inputs) host.Set(L"op." + port, data);
 }
 
+/// What a run of a row came to.
+struct RowOutcome {
+  bool ended = false;
+  std::wstring error;
+  std::vector<std::wstring> messages;
+  DataPtr data;
+};
+
+inline RowOutcome RunPrepared(ModelHost& host, const Row& row) {
+  RowOutcome outcome;
+  outcome.ended = host.Run();
+  outcome.error = host.Error();
+  outcome.messages = host.Messages(tessera::Issue::Error);
+  outcome.data = host.Existing(L"op." + row.output);
+  return outcome;
+}
+
+inline RowOutcome RunRow(const Row& row) {
+  ModelHost host;
+  Prepare(host, row);
+  return RunPrepared(host, row);
+}
+
+inline void ExpectOutcome(const Row& row, const RowOutcome& outcome) {
+  EXPECT_EQ(outcome.ended, row.error.empty());
+  EXPECT_EQ(outcome.error, row.error);
+  if (row.error.empty())
+    ExpectSame(outcome.data, row.expected);
+  else
+    EXPECT_EQ(outcome.messages, std::vector<std::wstring>{row.error});
+}
+
+/// The rows on several threads at once, each thread with models of its own: they share the factories, the
+/// conversions and the inputs. Each thread begins with another row, so that rows also meet one another.
+inline void ExpectRowsInThreads(const std::vector<Row>& rows) {
+  constexpr std::size_t kThreads = 4;
+  std::vector<std::vector<RowOutcome>> outcomes(kThreads, std::vector<RowOutcome>(rows.size()));
+  std::latch begin(kThreads);
+  std::vector<std::thread> threads;
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      begin.arrive_and_wait();
+      for (std::size_t i = 0; i < rows.size(); ++i) {
+        const std::size_t index = (i + thread * rows.size() / kThreads) % rows.size();
+        try {
+          outcomes[thread][index] = RunRow(rows[index]);
+        } catch (const std::exception& exception) {
+          outcomes[thread][index].error = kstr_FromUtf8Lossy(exception.what());
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
+    SCOPED_TRACE("on thread " + std::to_string(thread));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      SCOPED_TRACE(rows[i].title);
+      ExpectOutcome(rows[i], outcomes[thread][i]);
+    }
+  }
+}
+
 /// Executed, pulled and executed from its document: the same each time.
-inline void ExpectRow(const Row& row) {
+inline void ExpectRowAlone(const Row& row) {
   SCOPED_TRACE(row.title);
-  const auto check = [&](ModelHost& host) {
-    EXPECT_EQ(host.Run(), row.error.empty());
-    EXPECT_EQ(host.Error(), row.error);
-    if (row.error.empty())
-      ExpectSame(host.Existing(L"op." + row.output), row.expected);
-    else
-      EXPECT_EQ(host.Messages(tessera::Issue::Error), std::vector<std::wstring>{row.error});
-  };
-  ModelHost executed;
-  Prepare(executed, row);
-  check(executed);
+  ExpectOutcome(row, RunRow(row));
 
   SCOPED_TRACE("pulled");
   ModelHost pulled;
@@ -62,11 +117,14 @@ inline void ExpectRow(const Row& row) {
   ModelHost reopened;
   Prepare(reopened, row);
   reopened.Reopen();
-  check(reopened);
+  ExpectOutcome(row, RunPrepared(reopened, row));
 }
 
+/// Each row alone, then all of them in threads.
 inline void ExpectRows(const std::vector<Row>& rows) {
-  for (const auto& row : rows) ExpectRow(row);
+  for (const auto& row : rows) ExpectRowAlone(row);
+  ExpectRowsInThreads(rows);
 }
+inline void ExpectRow(const Row& row) { ExpectRows({row}); }
 
 }  // namespace testing_support
