@@ -1,6 +1,5 @@
-#include <sstream>
-
 #include <boost/make_shared.hpp>
+#include <sstream>
 
 #include "plugin/availablepluginproxy.h"
 #include "txlib/portaccess.h"

@@ -1,7 +1,6 @@
+#include <boost/make_shared.hpp>
 #include <string>
 #include <vector>
-
-#include <boost/make_shared.hpp>
 
 #include "eq.h"
 #include "txlib/builtin.h"

@@ -1,15 +1,15 @@
 #include "txbasiclib/concurrencyhelper.h"
 
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+
 #include <algorithm>
 #include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
-
-#include <tbb/global_control.h>
-#include <tbb/task_arena.h>
-#include <tbb/task_group.h>
 
 #include "txlib/model.h"
 

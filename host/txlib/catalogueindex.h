@@ -7,9 +7,9 @@
 #include <unordered_map>
 #include <utility>
 
-#include "txlib/builtin.h"
 #include "kcommon/kerr.h"
 #include "plugin/pluginmanager.h"
+#include "txlib/builtin.h"
 
 namespace Tamrin::Tessera {
 

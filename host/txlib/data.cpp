@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "txlib/builtin.h"
 #include "datatext.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kstr.h"
 #include "plugin/plugintypeinfo.h"
 #include "txlib/basicdata.h"
+#include "txlib/builtin.h"
 #include "txlib/conversion.h"
 #include "txlib/dataref.h"
 #include "txlib/jsonvalue.h"

@@ -1,7 +1,7 @@
 #include "txlib/datarequest.h"
 
-#include "txlib/builtin.h"
 #include "plugin/plugintypeinfo.h"
+#include "txlib/builtin.h"
 
 namespace Tamrin::Tessera {
 

@@ -91,8 +91,10 @@ void ExecutionEnvironment::Observe(const boost::shared_ptr<Operator>& op, bool f
     const std::lock_guard lock(state_->mutex);
     observer = state_->observer;
   }
-  if (observer) observer(op, finished);
-  else if (state_->parent) state_->parent->Observe(op, finished);
+  if (observer)
+    observer(op, finished);
+  else if (state_->parent)
+    state_->parent->Observe(op, finished);
 }
 
 void ExecutionEnvironment::RemoveTemporaryFolders() { TemporaryFolder::RemoveAll(); }

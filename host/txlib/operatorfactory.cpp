@@ -1,8 +1,8 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "txlib/builtin.h"
 #include "plugin/pluginmanager.h"
+#include "txlib/builtin.h"
 #include "txlib/factories.h"
 
 namespace Tamrin::Tessera {

@@ -1,17 +1,26 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include <boost/shared_ptr.hpp>
-
 /// Element type of a layer. The codes are shared with NumberType and SimpleDataType.
 enum Kgda_PixelType : std::uint32_t {
-  KgdaBit = 0, KgdaTwoBit = 1, KgdaNibble = 2, KgdaUInt8 = 3,  ///< one unsigned byte each
-  KgdaInt8 = 4, KgdaUInt16 = 5, KgdaInt16 = 6, KgdaUInt32 = 7, KgdaInt32 = 8,
-  KgdaFloat32 = 9, KgdaFloat64 = 10, KgdaComplex64 = 11, KgdaComplex128 = 12,
+  KgdaBit = 0,
+  KgdaTwoBit = 1,
+  KgdaNibble = 2,
+  KgdaUInt8 = 3,  ///< one unsigned byte each
+  KgdaInt8 = 4,
+  KgdaUInt16 = 5,
+  KgdaInt16 = 6,
+  KgdaUInt32 = 7,
+  KgdaInt32 = 8,
+  KgdaFloat32 = 9,
+  KgdaFloat64 = 10,
+  KgdaComplex64 = 11,
+  KgdaComplex128 = 12,
   KgdaString = 13  ///< pointer to a C string of kstr_Duplicate, UTF-8, may be null
 };
 

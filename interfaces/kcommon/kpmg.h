@@ -10,7 +10,14 @@
 class KerrException;
 
 /// What kind of value a preference holds; 0 where there is no such preference.
-enum Kpmg_ParameterType { KpmgUnknown = 0, KpmgString = 1, KpmgNumber = 2, KpmgBoolean = 3, KpmgEnum = 4, KpmgColor = 5 };
+enum Kpmg_ParameterType {
+  KpmgUnknown = 0,
+  KpmgString = 1,
+  KpmgNumber = 2,
+  KpmgBoolean = 3,
+  KpmgEnum = 4,
+  KpmgColor = 5
+};
 
 /// Red, green, blue, opacity, each 0 to 1.
 using Kpmg_Color = std::array<double, 4>;
@@ -25,8 +32,8 @@ int kpmg_GetBooleanPreference(const std::wstring& category, const std::wstring& 
                               KerrException& error);
 std::wstring kpmg_GetEnumPreference(const std::wstring& category, const std::wstring& name,
                                     const std::wstring& fallback, KerrException& error);
-Kpmg_Color kpmg_GetColorPreference(const std::wstring& category, const std::wstring& name,
-                                   const Kpmg_Color& fallback, KerrException& error);
+Kpmg_Color kpmg_GetColorPreference(const std::wstring& category, const std::wstring& name, const Kpmg_Color& fallback,
+                                   KerrException& error);
 
 /// The store behind the calls above: thread-safe, one for the process, layered. Later layers win.
 namespace kpmg {
@@ -35,10 +42,10 @@ Kpmg_ParameterType GetPreferenceType(const std::wstring& category, const std::ws
 
 struct Value {
   Kpmg_ParameterType type = KpmgUnknown;
-  std::wstring text;       ///< string and enumeration
-  double number = 0;       ///< number
-  bool boolean = false;    ///< boolean
-  Kpmg_Color color{};      ///< colour
+  std::wstring text;     ///< string and enumeration
+  double number = 0;     ///< number
+  bool boolean = false;  ///< boolean
+  Kpmg_Color color{};    ///< colour
 };
 using Key = std::pair<std::wstring, std::wstring>;  ///< category, name
 

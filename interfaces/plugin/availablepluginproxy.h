@@ -1,12 +1,11 @@
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <boost/function.hpp>
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "plugin/iplugin.h"
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <string>
-
 #include <boost/shared_ptr.hpp>
+#include <string>
 
 #include "txbasiclib/basicvalues.h"
 #include "txlib/conversion.h"
@@ -27,7 +26,8 @@ boost::shared_ptr<Matrix> CreateMatrixFromBaseDataStack(const boost::shared_ptr<
 boost::shared_ptr<Scalar> CreateScalarFromBaseDataStack(const boost::shared_ptr<KgdaBaseDataStack>& stack, bool copy);
 
 /// A stack of the other pixel type; with `color` three layers of 64-bit floats, numbers as greys.
-KgdaBaseDataStack ConvertBaseDataStackPixelType(const KgdaBaseDataStack& stack, Kgda_PixelType type, bool color = false);
+KgdaBaseDataStack ConvertBaseDataStackPixelType(const KgdaBaseDataStack& stack, Kgda_PixelType type,
+                                                bool color = false);
 
 boost::shared_ptr<const Kdsc_BinFunction> GetBinFunctionFromTable(const Table& table);
 void SetBinFunction(Table& table, const boost::shared_ptr<const Kdsc_BinFunction>& function);
@@ -50,8 +50,8 @@ namespace RangeListHelper {
 /// Each range of the port's list as unsigned indices within the bounds, in the order given (a start above its
 /// end counts down). Fractions are truncated; a range outside the bounds raises a message that names the port
 /// and the bounds. An absent optional port gives an empty vector.
-std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port,
-                                                         unsigned minimum, unsigned maximum);
+std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum,
+                                                         unsigned maximum);
 }  // namespace RangeListHelper
 
 namespace PixelTypeUtils {
@@ -61,15 +61,15 @@ std::wstring PixelType2SimpleString(std::uint32_t code);
 }  // namespace PixelTypeUtils
 
 /// Registered by the operator library: keep layers and elements.
-#define TESSERA_STACK_CONVERSION(className, from, to)                                                        \
-  class className : public tessera::Conversion {                                                             \
-   public:                                                                                                   \
-    const wchar_t* Name() const override { return L## #className; }                                          \
-    const wchar_t* FromType() const override { return from; }                                                \
-    const wchar_t* FromNamespace() const override { return L"VANTIX"; }                                      \
-    const wchar_t* ToType() const override { return to; }                                                    \
-    const wchar_t* ToNamespace() const override { return L"VANTIX"; }                                        \
-    boost::shared_ptr<tessera::Data> Convert(boost::shared_ptr<tessera::Data> source) const override;        \
+#define TESSERA_STACK_CONVERSION(className, from, to)                                                 \
+  class className : public tessera::Conversion {                                                      \
+   public:                                                                                            \
+    const wchar_t* Name() const override { return L## #className; }                                   \
+    const wchar_t* FromType() const override { return from; }                                         \
+    const wchar_t* FromNamespace() const override { return L"VANTIX"; }                               \
+    const wchar_t* ToType() const override { return to; }                                             \
+    const wchar_t* ToNamespace() const override { return L"VANTIX"; }                                 \
+    boost::shared_ptr<tessera::Data> Convert(boost::shared_ptr<tessera::Data> source) const override; \
   };
 TESSERA_STACK_CONVERSION(BaseDataStackToScalar, L"BaseDataStack", L"Scalar")
 TESSERA_STACK_CONVERSION(ScalarToBaseDataStack, L"Scalar", L"BaseDataStack")

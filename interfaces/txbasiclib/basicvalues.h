@@ -1,11 +1,10 @@
 #pragma once
 
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <boost/date_time/posix_time/posix_time_types.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "txbasiclib/collections.h"
 #include "txbasiclib/color.h"
@@ -118,7 +117,7 @@ struct NumberTypeCode {
   std::uint32_t code = 0;
 };
 struct SimpleDataTypeCode {
-  static constexpr std::uint32_t kNone = 0xFFFFFFFF;   ///< no type given
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF;  ///< no type given
   static constexpr std::uint32_t kColor = 0xFFFFFFFE;
   std::uint32_t code = kNone;
 };
@@ -165,16 +164,52 @@ class VectorFeatureTypeData : public tessera::StringData {
 }  // namespace Tamrin::TesseraBasic
 
 namespace Tamrin::Tessera {
-template <> struct WrapperOf<TesseraBasic::Table> { using type = TesseraBasic::TableData; };
-template <> struct WrapperOf<TesseraBasic::Matrix> { using type = TesseraBasic::MatrixData; };
-template <> struct WrapperOf<TesseraBasic::Scalar> { using type = TesseraBasic::ScalarData; };
-template <> struct WrapperOf<KgdaBaseDataStack> { using type = TesseraBasic::BaseDataStackData; };
-template <> struct WrapperOf<TesseraBasic::AttributeTable> { using type = TesseraBasic::AttributeTableData; };
-template <> struct WrapperOf<TesseraBasic::RangeClass> { using type = TesseraBasic::RangeData; };
-template <> struct WrapperOf<TesseraBasic::RangeVector> { using type = TesseraBasic::RangeListData; };
-template <> struct WrapperOf<TesseraBasic::Color> { using type = TesseraBasic::ColorData; };
-template <> struct WrapperOf<TesseraBasic::NumberTypeCode> { using type = TesseraBasic::NumberTypeData; };
-template <> struct WrapperOf<TesseraBasic::SimpleDataTypeCode> { using type = TesseraBasic::SimpleDataTypeData; };
-template <> struct WrapperOf<JsonValue> { using type = TesseraBasic::JsonData; };
-template <> struct WrapperOf<boost::posix_time::ptime> { using type = TesseraBasic::DateTimeData; };
+template <>
+struct WrapperOf<TesseraBasic::Table> {
+  using type = TesseraBasic::TableData;
+};
+template <>
+struct WrapperOf<TesseraBasic::Matrix> {
+  using type = TesseraBasic::MatrixData;
+};
+template <>
+struct WrapperOf<TesseraBasic::Scalar> {
+  using type = TesseraBasic::ScalarData;
+};
+template <>
+struct WrapperOf<KgdaBaseDataStack> {
+  using type = TesseraBasic::BaseDataStackData;
+};
+template <>
+struct WrapperOf<TesseraBasic::AttributeTable> {
+  using type = TesseraBasic::AttributeTableData;
+};
+template <>
+struct WrapperOf<TesseraBasic::RangeClass> {
+  using type = TesseraBasic::RangeData;
+};
+template <>
+struct WrapperOf<TesseraBasic::RangeVector> {
+  using type = TesseraBasic::RangeListData;
+};
+template <>
+struct WrapperOf<TesseraBasic::Color> {
+  using type = TesseraBasic::ColorData;
+};
+template <>
+struct WrapperOf<TesseraBasic::NumberTypeCode> {
+  using type = TesseraBasic::NumberTypeData;
+};
+template <>
+struct WrapperOf<TesseraBasic::SimpleDataTypeCode> {
+  using type = TesseraBasic::SimpleDataTypeData;
+};
+template <>
+struct WrapperOf<JsonValue> {
+  using type = TesseraBasic::JsonData;
+};
+template <>
+struct WrapperOf<boost::posix_time::ptime> {
+  using type = TesseraBasic::DateTimeData;
+};
 }  // namespace Tamrin::Tessera

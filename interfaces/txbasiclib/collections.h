@@ -1,10 +1,9 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "kcommon/kgda.h"
 #include "txbasiclib/color.h"

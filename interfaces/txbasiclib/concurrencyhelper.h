@@ -1,10 +1,9 @@
 #pragma once
 
-#include <memory>
-
 #include <boost/function.hpp>
 #include <boost/logic/tribool.hpp>
 #include <boost/shared_ptr.hpp>
+#include <memory>
 
 #include "txlib/datarequest.h"
 #include "txlib/port.h"

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <string>
 #include <utility>
-
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/datarequest.h"
 

@@ -1,31 +1,30 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <boost/shared_ptr.hpp>
-
 #include "txlib/data.h"
 #include "txlib/dictionary.h"
 
 /// The identity that every wrapper gives: its class's type name, known with and without an instance.
-#define TESSERA_DATA_TYPE(typeName)                                                                     \
-  static ::Tamrin::Tessera::ObjectName DefaultTypeName() { return {L"VANTIX", typeName}; }              \
-  const wchar_t* GetTypeNamespace() const override { return L"VANTIX"; }                                \
+#define TESSERA_DATA_TYPE(typeName)                                                        \
+  static ::Tamrin::Tessera::ObjectName DefaultTypeName() { return {L"VANTIX", typeName}; } \
+  const wchar_t* GetTypeNamespace() const override { return L"VANTIX"; }                   \
   const wchar_t* GetTypeName() const override { return typeName; }
 
 /// The operations that every wrapper of a value answers itself.
-#define TESSERA_DATA_OPERATIONS                                                                         \
-  std::wstring ToString() const override;                                                               \
-  using ::Tamrin::Tessera::DataPart::ToString;                                                          \
-  boost::shared_ptr<::Tamrin::Tessera::Data> Clone() const override;                                    \
-  bool operator>(const boost::shared_ptr<::Tamrin::Tessera::Data>& other) const override;               \
-  bool operator<(const boost::shared_ptr<::Tamrin::Tessera::Data>& other) const override;               \
-  bool FromString(const std::wstring& text) override;                                                   \
-  bool ToJSON(::Tamrin::Tessera::JsonValue& json) const override;                                       \
-  bool FromJSON(const ::Tamrin::Tessera::JsonValue& json) override;                                     \
+#define TESSERA_DATA_OPERATIONS                                                           \
+  std::wstring ToString() const override;                                                 \
+  using ::Tamrin::Tessera::DataPart::ToString;                                            \
+  boost::shared_ptr<::Tamrin::Tessera::Data> Clone() const override;                      \
+  bool operator>(const boost::shared_ptr<::Tamrin::Tessera::Data>& other) const override; \
+  bool operator<(const boost::shared_ptr<::Tamrin::Tessera::Data>& other) const override; \
+  bool FromString(const std::wstring& text) override;                                     \
+  bool ToJSON(::Tamrin::Tessera::JsonValue& json) const override;                         \
+  bool FromJSON(const ::Tamrin::Tessera::JsonValue& json) override;                       \
   std::uint64_t SizeInBytes() const override;
 
 namespace Tamrin::Tessera {
@@ -161,13 +160,37 @@ class DictionaryData : public DataT<Dictionary> {
   bool Erase(const std::wstring& key) override;
 };
 
-template <> struct WrapperOf<bool> { using type = BoolData; };
-template <> struct WrapperOf<int> { using type = IntData; };
-template <> struct WrapperOf<unsigned int> { using type = UnsignedData; };
-template <> struct WrapperOf<double> { using type = DoubleData; };
-template <> struct WrapperOf<std::wstring> { using type = StringData; };
-template <> struct WrapperOf<std::vector<std::wstring>> { using type = StringListData; };
-template <> struct WrapperOf<DataList> { using type = DataListData; };
-template <> struct WrapperOf<Dictionary> { using type = DictionaryData; };
+template <>
+struct WrapperOf<bool> {
+  using type = BoolData;
+};
+template <>
+struct WrapperOf<int> {
+  using type = IntData;
+};
+template <>
+struct WrapperOf<unsigned int> {
+  using type = UnsignedData;
+};
+template <>
+struct WrapperOf<double> {
+  using type = DoubleData;
+};
+template <>
+struct WrapperOf<std::wstring> {
+  using type = StringData;
+};
+template <>
+struct WrapperOf<std::vector<std::wstring>> {
+  using type = StringListData;
+};
+template <>
+struct WrapperOf<DataList> {
+  using type = DataListData;
+};
+template <>
+struct WrapperOf<Dictionary> {
+  using type = DictionaryData;
+};
 
 }  // namespace Tamrin::Tessera

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <map>
 #include <string>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "plugin/iplugin.h"
 #include "txlib/data.h"

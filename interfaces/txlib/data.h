@@ -1,16 +1,15 @@
 #pragma once
 
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/make_shared.hpp>
+#include <boost/pointer_cast.hpp>
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <vector>
-
-#include <boost/enable_shared_from_this.hpp>
-#include <boost/make_shared.hpp>
-#include <boost/pointer_cast.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "plugin/iplugin.h"
 #include "txlib/objectname.h"
@@ -145,13 +144,13 @@ class ValueTypeDataT : public DataT<T> {
     this->value_ = value ? value : boost::make_shared<T>();
   }
   void AdoptDataPointer(T* value) override {
-    if (value) this->value_.reset(value);
-    else this->value_ = boost::make_shared<T>();
+    if (value)
+      this->value_.reset(value);
+    else
+      this->value_ = boost::make_shared<T>();
   }
   /// "NULL : " in front tells that the promise above was broken.
-  std::wstring ToString() const override {
-    return (this->HasNoValue() ? L"NULL : " : L"") + DataT<T>::ToString();
-  }
+  std::wstring ToString() const override { return (this->HasNoValue() ? L"NULL : " : L"") + DataT<T>::ToString(); }
   using DataPart::ToString;
 };
 

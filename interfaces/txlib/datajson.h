@@ -1,8 +1,7 @@
 #pragma once
 
-#include <string>
-
 #include <boost/shared_ptr.hpp>
+#include <string>
 
 #include "txlib/data.h"
 #include "txlib/jsonvalue.h"
@@ -19,8 +18,7 @@ bool DataFromTypedJson(const JsonValue& json, boost::shared_ptr<Data>& data, std
 
 /// A value of a document: typed, or bare by the table of the document format. `path` is the place inside
 /// `json` where the error lies, such as "[2].Value"; empty for the value itself.
-bool DataFromDocumentJson(const JsonValue& json, boost::shared_ptr<Data>& data, std::wstring& error,
-                          std::string& path);
+bool DataFromDocumentJson(const JsonValue& json, boost::shared_ptr<Data>& data, std::wstring& error, std::string& path);
 /// True for an object whose keys are exactly "Type" and "Value".
 bool IsTypedJson(const JsonValue& json);
 

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <boost/function.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/data.h"
 

@@ -1,12 +1,11 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/model.h"
 

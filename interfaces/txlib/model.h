@@ -1,13 +1,12 @@
 #pragma once
 
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
 #include <exception>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <boost/function.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "kcommon/kerr.h"
 #include "txlib/operator.h"

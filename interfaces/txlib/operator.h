@@ -1,15 +1,14 @@
 #pragma once
 
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <boost/enable_shared_from_this.hpp>
-#include <boost/function.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "korvenlog/exception.h"
 #include "plugin/iplugin.h"
@@ -88,8 +87,7 @@ class OperatorPart : public boost::enable_shared_from_this<OperatorPart> {
   virtual int GetInputPortNamesForXPorts(int count, std::vector<std::wstring>& names) = 0;
   virtual bool AllowsReflection() const = 0;
   virtual void CallMessageCallbacks(const boost::shared_ptr<Operator>& source, const boost::shared_ptr<Port>& port,
-                                    const std::wstring& text, const std::wstring& second,
-                                    Issue::Severity severity) = 0;
+                                    const std::wstring& text, const std::wstring& second, Issue::Severity severity) = 0;
 
  protected:
   virtual void OnExecute() = 0;
@@ -223,8 +221,8 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
                                             std::vector<boost::shared_ptr<PortConnection>>& incoming,
                                             std::vector<boost::shared_ptr<PortConnection>>& outgoing) const;
   void SetProcess(const boost::shared_ptr<Model>& model);
-  boost::shared_ptr<Model> GetProcess() const;      ///< the model that holds this operator, or null
-  boost::shared_ptr<Model> GetMainProcess() const;  ///< the outermost model around it, or null
+  boost::shared_ptr<Model> GetProcess() const;                     ///< the model that holds this operator, or null
+  boost::shared_ptr<Model> GetMainProcess() const;                 ///< the outermost model around it, or null
   boost::shared_ptr<ExecutionEnvironment> GetEnvironment() const;  ///< of the outermost model; never null
 
   // Running.

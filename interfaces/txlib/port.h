@@ -1,12 +1,11 @@
 #pragma once
 
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/shared_ptr.hpp>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <boost/enable_shared_from_this.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/data.h"
 #include "txlib/datarequest.h"

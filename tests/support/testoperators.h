@@ -1,10 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <boost/make_shared.hpp>
 #include <string>
 #include <utility>
-
-#include <boost/make_shared.hpp>
 
 #include "txlib/basicdata.h"
 #include "txlib/model.h"

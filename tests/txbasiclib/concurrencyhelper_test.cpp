@@ -32,16 +32,16 @@ struct Job {
     ConcurrencyHelper helper;
     answers.assign(count, -1);
     helper.SetDataPort(worker->GetPort(L"Out"));
-    helper.SetDataRequestCallback([this, count](boost::shared_ptr<tx::DataRequest>& request,
-                                                ConcurrencyHelper::Completion& completion) {
-      if (asked == count) return false;
-      const int index = asked++;
-      request->SetAttribute(L"Index", NumberData(index));
-      completion = [this, index](const boost::shared_ptr<tx::Data>& data) {
-        answers[index] = tx::AsDataOf<tx::DoubleData>(data)->GetDataValue();
-      };
-      return true;
-    });
+    helper.SetDataRequestCallback(
+        [this, count](boost::shared_ptr<tx::DataRequest>& request, ConcurrencyHelper::Completion& completion) {
+          if (asked == count) return false;
+          const int index = asked++;
+          request->SetAttribute(L"Index", NumberData(index));
+          completion = [this, index](const boost::shared_ptr<tx::Data>& data) {
+            answers[index] = tx::AsDataOf<tx::DoubleData>(data)->GetDataValue();
+          };
+          return true;
+        });
     helper.RunGlobalProcess(false);
   }
 };

@@ -1,4 +1,3 @@
-#include "txlib/builtin.h"
 #include "txlib/conversion.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +13,7 @@
 #include "plugin/pluginmanager.h"
 #include "plugin/plugintypeinfo.h"
 #include "txlib/basicdata.h"
+#include "txlib/builtin.h"
 
 using namespace Tamrin::Tessera;
 using korven::plugin::AvailablePluginProxy;
