@@ -66,7 +66,7 @@ class ProgressTest(ProgramTest):
         self.assertTrue(sent.endswith("\r\x1b[K"), "the bar goes with the run")
 
     def test_the_time_goes_on_while_an_operator_tells_nothing(self):
-        status, sent = self.on_terminal(self.steps_model(["Long"], Milliseconds=1200))
+        status, sent = self.on_terminal(self.steps_model(["Long"], Milliseconds=1500, Steps=1))
         self.assertEqual(status, 0)
         at_nothing = [bar[4] for bar in self.bars(sent) if bar[2] == "0"]
         self.assertGreater(len(at_nothing), 2, sent)

@@ -18,7 +18,7 @@ constexpr OperatorSheet kSteps{
     .name = L"TestSteps",
     .displayName = L"Test Steps",
     .category = L"Test",
-    .description = L"Waits ten times for some milliseconds and tells its progress.",
+    .description = L"Waits some times for some milliseconds and tells its progress.",
     .keywords = L"Test",
 };
 
@@ -26,6 +26,7 @@ class Steps : public Described<kSteps> {
  public:
   void DeclarePorts() override {
     CreatePort(L"Milliseconds", PortType::Input, MakeData<UnsignedData>(20u))->SetIsOptional(true);
+    CreatePort(L"Steps", PortType::Input, MakeData<UnsignedData>(10u))->SetIsOptional(true);
     CreatePort(L"After", Data::DefaultTypeName(), PortType::Input)->SetIsOptional(true);
     CreatePort(L"Warning", StringData::DefaultTypeName(), PortType::Input)->SetIsOptional(true);
     CreatePort(L"Done", BoolData::DefaultTypeName(), PortType::Output);
@@ -34,9 +35,10 @@ class Steps : public Described<kSteps> {
  protected:
   void OnExecute() override {
     const std::chrono::milliseconds pause(ReadPortOr<unsigned>(*this, L"Milliseconds", 20));
-    for (int step = 1; step <= 10; ++step) {
+    const auto steps = ReadPortOr<unsigned>(*this, L"Steps", 10);
+    for (unsigned step = 1; step <= steps; ++step) {
       std::this_thread::sleep_for(pause);
-      SetProgress(step * 10.0);
+      SetProgress(step * 100.0 / steps);
       const auto warning = ReadPortOr<std::wstring>(*this, L"Warning", L"");
       if (step == 5 && !warning.empty()) SetWarningMessage(warning);
     }
