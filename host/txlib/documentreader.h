@@ -180,19 +180,4 @@ class DocumentModelReader {
 std::vector<std::vector<std::size_t>> FindCycles(std::size_t nodes,
                                                  const std::vector<std::pair<std::size_t, std::size_t>>& edges);
 
-/// The folder that relative names in documents opened on this thread are taken from while it lives.
-class DocumentFolderScope {
- public:
-  explicit DocumentFolderScope(std::wstring folder);
-  ~DocumentFolderScope();
-  DocumentFolderScope(const DocumentFolderScope&) = delete;
-  DocumentFolderScope& operator=(const DocumentFolderScope&) = delete;
-  static const std::wstring& Current();
-  /// Documents that are being opened inside each other.
-  static unsigned Depth();
-
- private:
-  std::wstring outer_;
-};
-
 }  // namespace Tamrin::Tessera

@@ -53,6 +53,8 @@ class PortState : public Port {
     AttributeMap attributes;
     std::map<std::pair<ObjectName, std::wstring>, boost::shared_ptr<Data>> typeAttributes;
     ObjectName uiProvider;
+    /// What is here already stands above what the others say.
+    void AddFrom(const Extras& others);
   };
 
   /// Shares the facts where they are shared ones, otherwise has its own.
@@ -207,7 +209,10 @@ class ModelState {
   /// To be called where a connection from that port comes or goes.
   static void ForgetEndsAround(const PortState& source);
   std::optional<std::vector<Operator*>> ends;
-  boost::shared_ptr<ExecutionEnvironment> environment;
+  /// Made when it is first asked for: most models run in that of another. Any thread.
+  const boost::shared_ptr<ExecutionEnvironment>& GetEnvironment();
+  void SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment);
+  boost::shared_ptr<const std::wstring> documentFolder;  ///< null where the model came from no file
   std::mutex temporaryMutex;
   std::wstring temporaryDirectory;
   std::vector<std::wstring> temporaryFiles;
@@ -219,6 +224,10 @@ class ModelState {
   std::wstring processName;
   std::wstring processNamespace;
   CallbackHandle temporaryFolderHandle;
+
+ private:
+  std::atomic<bool> hasEnvironment_{false};
+  boost::shared_ptr<ExecutionEnvironment> environment_;
 };
 
 /// Room for what the document format remembers of an operator; dies with it.

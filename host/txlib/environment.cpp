@@ -27,7 +27,6 @@ struct ExecutionEnvironment::State {
   boost::shared_ptr<ExecutionEnvironment> parent;
   mutable std::mutex mutex;
   std::optional<unsigned> threads;
-  std::wstring documentFolder;
   RunObserver observer;
   std::atomic<bool> cancelled{false};
 };
@@ -66,18 +65,6 @@ bool ExecutionEnvironment::IsCancelled() const {
 }
 void ExecutionEnvironment::CheckCancelled() const {
   if (cancelledEnvironments.load(std::memory_order_relaxed) && IsCancelled()) throw CancelledException();
-}
-
-void ExecutionEnvironment::SetDocumentFolder(const std::wstring& folder) {
-  const std::lock_guard lock(state_->mutex);
-  state_->documentFolder = folder;
-}
-std::wstring ExecutionEnvironment::GetDocumentFolder() const {
-  {
-    const std::lock_guard lock(state_->mutex);
-    if (!state_->documentFolder.empty()) return state_->documentFolder;
-  }
-  return state_->parent ? state_->parent->GetDocumentFolder() : std::wstring();
 }
 
 void ExecutionEnvironment::SetRunObserver(const RunObserver& observer) {

@@ -9,9 +9,7 @@
 
 namespace Tamrin::Tessera {
 
-Model::Model() : modelState_(std::make_unique<ModelState>()) {
-  modelState_->environment = ExecutionEnvironment::Create();
-}
+Model::Model() : modelState_(std::make_unique<ModelState>()) {}
 
 Model::~Model() {
   for (const auto& op : modelState_->operators) OperatorState::Of(*op).process = nullptr;
@@ -185,7 +183,7 @@ boost::shared_ptr<Port> Model::AliasPort(const boost::shared_ptr<Port>& inner, c
     outer->SetSupportedTypes(types);
     state.optional = innerState.optional;
     state.hidden = innerState.hidden;
-    if (innerState.extras) state.extras = std::make_unique<PortState::Extras>(*innerState.extras);
+    if (innerState.extras) state.GetExtras().AddFrom(*innerState.extras);
   }
   PortState& outerState = PortState::Of(*outer);
   if (innerState.parentPort == &outerState) return outer;
@@ -203,7 +201,30 @@ boost::shared_ptr<Model> Model::DeriveNewContainer() {
 }
 
 void Model::SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment) {
-  modelState_->environment = environment ? environment : ExecutionEnvironment::Create();
+  modelState_->SetEnvironment(environment ? environment : ExecutionEnvironment::Create());
+}
+
+namespace {
+std::mutex environmentMutex;
+}  // namespace
+
+const boost::shared_ptr<ExecutionEnvironment>& ModelState::GetEnvironment() {
+  if (!hasEnvironment_.load(std::memory_order_acquire)) {
+    const std::lock_guard lock(environmentMutex);
+    if (!environment_) environment_ = ExecutionEnvironment::Create();
+    hasEnvironment_.store(true, std::memory_order_release);
+  }
+  return environment_;
+}
+
+void ModelState::SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment) {
+  const std::lock_guard lock(environmentMutex);
+  environment_ = environment;
+  hasEnvironment_.store(true, std::memory_order_release);
+}
+
+void Model::SetDocumentFolder(const std::wstring& folder) {
+  modelState_->documentFolder = boost::make_shared<const std::wstring>(folder);
 }
 unsigned Model::GetNumThreads() const { return GetEnvironment()->GetNumThreads(); }
 

@@ -140,7 +140,7 @@ boost::shared_ptr<Model> ModelFormatFactory::Open(const std::wstring& file, cons
   if (!found) found = FindByText(bytes);
   const DocumentFolderScope scope(FolderOf(file));
   const auto model = IsPlain(*found) ? PlainDocument::Open(bytes) : found->OpenFromBuffer(Decode(bytes), file);
-  if (model) model->GetEnvironment()->SetDocumentFolder(DocumentFolderScope::Current());
+  if (model) model->SetDocumentFolder(DocumentFolderScope::Current());
   return model;
 }
 

@@ -39,7 +39,8 @@ using Facts = std::vector<boost::shared_ptr<PluginTypeInfo>>;
 std::unordered_map<std::wstring, Facts> CollectPrototypes() {
   std::unordered_map<std::wstring, Facts> byPrototype;
   for (const auto& entry : PluginManager::Instance().List(kCategory)) {
-    const auto op = Make(*entry.proxy);
+    // Not initialised: the constructor says all that is wanted here, and an Iterator declares by this very table.
+    const auto op = boost::dynamic_pointer_cast<Operator>(entry.proxy->CreateInstance());
     if (!op || op->GetPrototype().empty()) continue;
     const auto info = boost::make_shared<PluginTypeInfo>();
     info->SetProperty(L"Namespace", op->GetOperatorNamespace());

@@ -120,9 +120,17 @@ boost::shared_ptr<Model> Operator::GetMainProcess() const {
 }
 
 boost::shared_ptr<ExecutionEnvironment> Operator::GetEnvironment() const {
-  if (const auto* const model = dynamic_cast<const Model*>(Outermost(this))) return ModelState::Of(*model).environment;
+  if (const auto* const model = dynamic_cast<const Model*>(Outermost(this))) return ModelState::Of(*model).GetEnvironment();
   static const boost::shared_ptr<ExecutionEnvironment> alone = ExecutionEnvironment::Create();
   return alone;
+}
+
+std::wstring Operator::GetDocumentFolder() const {
+  for (const Operator* around = this; around; around = OperatorState::Of(*around).process) {
+    const auto* const model = dynamic_cast<const Model*>(around);
+    if (model && ModelState::Of(*model).documentFolder) return *ModelState::Of(*model).documentFolder;
+  }
+  return {};
 }
 
 }  // namespace Tamrin::Tessera

@@ -123,7 +123,7 @@ boost::shared_ptr<Model> MakeOutermost(DocumentReading& reading, const JsonValue
     if (made && !model) reading.WrongType(*name, place, L"the name of an operator that holds a model");
   }
   if (model && !DocumentFolderScope::Current().empty())
-    model->GetEnvironment()->SetDocumentFolder(DocumentFolderScope::Current());
+    model->SetDocumentFolder(DocumentFolderScope::Current());
   return model;
 }
 

@@ -114,6 +114,19 @@ void PortState::Forget(const boost::shared_ptr<PortConnectionState>& connection)
   ModelState::ForgetEndsAround(*this);
 }
 
+void PortState::Extras::AddFrom(const Extras& others) {
+  const auto addTypes = [](std::vector<ObjectName>& types, const std::vector<ObjectName>& added) {
+    for (const ObjectName& type : added) {
+      if (!Contains(types, type)) types.push_back(type);
+    }
+  };
+  addTypes(extraTypes, others.extraTypes);
+  addTypes(excludedTypes, others.excludedTypes);
+  attributes.insert(others.attributes.begin(), others.attributes.end());
+  typeAttributes.insert(others.typeAttributes.begin(), others.typeAttributes.end());
+  if (uiProvider == ObjectName()) uiProvider = others.uiProvider;
+}
+
 PortState::Extras& PortState::GetExtras() {
   if (!extras) extras = std::make_unique<Extras>();
   return *extras;
@@ -201,7 +214,9 @@ void Port::SetData(const boost::shared_ptr<Data>& data) {
     OperatorState::InvalidateFrom(state);
     return;
   }
-  if (OperatorState::Of(*state.owner).runner.load(std::memory_order_relaxed)) return;
+  const OperatorState& owner = OperatorState::Of(*state.owner);
+  // An operator that never runs has its data from elsewhere, and so have those that read it.
+  if (owner.runner.load(std::memory_order_relaxed) || owner.deactivated) return;
   // Set from outside of a run: those that read it have to run again.
   for (const auto& connection : state.outgoing) {
     if (connection->destination) OperatorState::InvalidateFrom(*connection->destination);

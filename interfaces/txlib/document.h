@@ -42,4 +42,19 @@ std::vector<DocumentProblem> Check(std::string_view utf8);
 std::string Save(const boost::shared_ptr<Model>& model);
 }  // namespace PlainDocument
 
+/// The folder that relative names in documents opened on this thread are taken from while it lives.
+class DocumentFolderScope {
+ public:
+  explicit DocumentFolderScope(std::wstring folder);
+  ~DocumentFolderScope();
+  DocumentFolderScope(const DocumentFolderScope&) = delete;
+  DocumentFolderScope& operator=(const DocumentFolderScope&) = delete;
+  static const std::wstring& Current();
+  /// Documents that are being opened inside each other.
+  static unsigned Depth();
+
+ private:
+  std::wstring outer_;
+};
+
 }  // namespace Tamrin::Tessera

@@ -19,7 +19,7 @@ class CancelledException : public std::runtime_error, public CancellationBase {
   CancelledException() : std::runtime_error("The run was cancelled.") {}
 };
 
-/// What the models of one run share: threads, cancelling, temporary folder, the folder of the document. A
+/// What the models of one run share: threads, cancelling, temporary folder. A
 /// nested environment takes what it does not set from its parent, and is cancelled with it. Any thread.
 class ExecutionEnvironment {
  public:
@@ -33,9 +33,6 @@ class ExecutionEnvironment {
   bool IsCancelled() const;
   /// Raises CancelledException after Cancel.
   void CheckCancelled() const;
-  /// Absolute folder that relative names of linked documents are taken from; empty: the working folder.
-  void SetDocumentFolder(const std::wstring& folder);
-  std::wstring GetDocumentFolder() const;
   /// Called, on the running thread, when an operator begins its work and when it has ended it. Nothing until set.
   using RunObserver = boost::function<void(const boost::shared_ptr<Operator>&, bool finished)>;
   void SetRunObserver(const RunObserver& observer);
@@ -97,6 +94,8 @@ class Model : public Operator {
   /// A new empty model that shares this one's execution environment.
   boost::shared_ptr<Model> DeriveNewContainer();
   void SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment);
+  /// See Operator::GetDocumentFolder.
+  void SetDocumentFolder(const std::wstring& folder);
   unsigned GetNumThreads() const;
 
   /// Made on first use; removed with the model, and what it holds with it.

@@ -72,9 +72,9 @@ class OperatorPart : public boost::enable_shared_from_this<OperatorPart> {
 
  protected:
   virtual bool Apply(const boost::shared_ptr<DataRequest>& request) = 0;
-  virtual void Apply(const boost::shared_ptr<Port>& port, const boost::shared_ptr<DataRequest>& request) = 0;
 
  public:
+  virtual void Apply(const boost::shared_ptr<Port>& port, const boost::shared_ptr<DataRequest>& request) = 0;
   virtual std::wstring GetNewPortName(const std::wstring& stem) = 0;
   virtual void ClearPorts() = 0;
   virtual void Clear() = 0;
@@ -125,10 +125,11 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
 
  protected:
   bool Apply(const boost::shared_ptr<DataRequest>& request) override;
-  /// Executes the operator and answers with the port's data.
-  void Apply(const boost::shared_ptr<Port>& port, const boost::shared_ptr<DataRequest>& request) override;
 
  public:
+  /// Executes the operator and answers with the port's data. May run on several threads at once, for different
+  /// requests.
+  void Apply(const boost::shared_ptr<Port>& port, const boost::shared_ptr<DataRequest>& request) override;
   std::wstring GetNewPortName(const std::wstring& stem) override;  ///< stem and the first free number
   void ClearPorts() override;
   void Clear() override {}
@@ -220,10 +221,14 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
   boost::shared_ptr<Port> GetConnectedPorts(const boost::shared_ptr<Port>& port,
                                             std::vector<boost::shared_ptr<PortConnection>>& incoming,
                                             std::vector<boost::shared_ptr<PortConnection>>& outgoing) const;
+  /// Places the operator in a model without making it one of its operators. The model has to outlive that.
   void SetProcess(const boost::shared_ptr<Model>& model);
   boost::shared_ptr<Model> GetProcess() const;                     ///< the model that holds this operator, or null
   boost::shared_ptr<Model> GetMainProcess() const;                 ///< the outermost model around it, or null
   boost::shared_ptr<ExecutionEnvironment> GetEnvironment() const;  ///< of the outermost model; never null
+  /// Absolute folder that relative names in the document around this operator are taken from: that of the nearest
+  /// model around it that came from a file. Empty: the working folder.
+  std::wstring GetDocumentFolder() const;
 
   // Running.
   void Execute();

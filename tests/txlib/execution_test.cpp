@@ -165,14 +165,24 @@ TEST(Execution, NestedEnvironmentsTakeFromTheirParent) {
   const auto outer = tx::ExecutionEnvironment::Create();
   const auto inner = tx::ExecutionEnvironment::Create(outer);
   outer->SetNumThreads(7);
-  outer->SetDocumentFolder(L"/somewhere");
   EXPECT_EQ(inner->GetNumThreads(), 7U);
-  EXPECT_EQ(inner->GetDocumentFolder(), L"/somewhere");
   inner->SetNumThreads(0);
   EXPECT_EQ(inner->GetNumThreads(), 0U);
   outer->Cancel();
   EXPECT_TRUE(inner->IsCancelled());
   EXPECT_THROW(inner->CheckCancelled(), tx::CancelledException);
+}
+
+TEST(Execution, TheNearestModelFromAFileTellsTheFolder) {
+  const auto outer = MakeOperator<tx::Model>();
+  const auto inner = AddTo<tx::Model>(*outer);
+  const auto op = AddTo<AddOne>(*inner);
+  EXPECT_EQ(op->GetDocumentFolder(), L"");
+  outer->SetDocumentFolder(L"/somewhere");
+  EXPECT_EQ(op->GetDocumentFolder(), L"/somewhere");
+  inner->SetDocumentFolder(L"/else where/ö");
+  EXPECT_EQ(op->GetDocumentFolder(), L"/else where/ö");
+  EXPECT_EQ(outer->GetDocumentFolder(), L"/somewhere");
 }
 
 TEST(Execution, AnObserverSeesWorkBeginAndEnd) {

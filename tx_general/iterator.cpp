@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "iteratormethodtable.h"
+#include "korvenlog/exception.h"
+#include "support.h"
+#include "txlib/factories.h"
+#include "txlib/model.h"
+
+namespace korven::tx_general {
+
+inline constexpr OperatorSheet kIterator{
+    .name = L"Iterator",
+    .displayName = L"Iterator",
+    .category = L"General|Flow Control",
+    .icon = L"replace2.ico",
+    .description =
+        L"The Iterator operator takes the items off of a List and puts each one through a model the user builds "
+        L"inside the operator. This is done for each item in the List once.",
+    .keywords = L"Loop|Repeat|Batch",
+    .usableInExpression = false,
+};
+
+class IteratorModel : public Described<kIterator, Model> {
+ public:
+  void DeclarePorts() override {
+    const IteratorMethodTable& methods = IteratorMethodTable::Instance();
+    const DataPtr names = MakeData<StringListData>(methods.shortNames);
+    const auto port = CreatePortWithAttributes(L"ExecutionMethod", StringData::DefaultTypeName(), PortType::Input,
+                                               L"AcceptableValues", &names, nullptr);
+    Hidden(Optional(port))->SetDefaultData(MakeData<StringData>(kDefaultIteratorMethod));
+    SetKeywords(methods.keywords);
+  }
+
+ protected:
+  /// Outside, any inner port takes a list of its own items as well.
+  void OnPortAdded(const PortPtr& port) override {
+    if (IsProtected(port->GetName())) return;
+    const ObjectName list = DataListData::DefaultTypeName();
+    port->AddExtraSupportedType(list);
+    port->SetDataTypeAttribute(list, L"ListDataType", MakeData<StringData>(Data::DefaultTypeName().ToString()));
+  }
+
+  void OnExecute() override {
+    invalidationHandle_ = AddOnInvalidateCallback([this](const auto&) { executionMethod_.reset(); });
+    if (IsCopy()) {
+      Model::OnExecute();
+      return;
+    }
+    executionMethod_.reset();
+    unsigned count = 1;
+    const auto inputs = CollectInputs(count);
+    std::vector<std::wstring> outputs;
+    GetOutputPortNames(outputs);
+    // Those of this object never run: only those of its copies do.
+    for (const auto& op : GetOperators()) op->DeactivateOperator();
+    const auto model = boost::static_pointer_cast<Model>(SharedThis());
+    const std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
+    executionMethod_ = MakeMethod(ReadPortOr<std::wstring>(*this, L"ExecutionMethod", kDefaultIteratorMethod));
+    WritePort(*executionMethod_, L"Model", text);
+    WritePort(*executionMethod_, L"CommonInputDataCount", count);
+    RequirePort(*executionMethod_, L"InputData")->SetData(inputs);
+    WritePort(*executionMethod_, L"OutputPortNames", outputs);
+    executionMethod_->AddParent(model);
+    executionMethod_->Execute();
+    Publish(*RequirePort(*executionMethod_, L"OutputData"), outputs);
+  }
+
+  using Model::Apply;
+  void Apply(const PortPtr& port, const RequestPtr& request) override {
+    if (IsCopy()) {
+      Model::Apply(port, request);
+      return;
+    }
+    const auto method = executionMethod_;
+    if (!method) SetErrorMessage(L"ExecutionMethod is NULL!");
+    method->Apply(port, request);
+  }
+
+ private:
+  bool IsProtected(const std::wstring& name) const {
+    return std::find(protectedPorts_.begin(), protectedPorts_.end(), name) != protectedPorts_.end();
+  }
+
+  bool IsCopy() const {
+    const auto mark = GetAttribute(kIteratorCopyAttribute);
+    return mark && mark->GetDataValue<bool>();
+  }
+
+  /// A list per input. Lists of one item and values that are none are common to all iterations.
+  boost::shared_ptr<DictionaryData> CollectInputs(unsigned& count) {
+    const auto inputs = MakeData<DictionaryData>({});
+    std::size_t smallest = 0;
+    std::vector<std::wstring> names;
+    GetInputPortNames(names);
+    for (const std::wstring& name : names) {
+      if (IsProtected(name)) continue;
+      const auto port = GetPort(name);
+      const auto list = GetPortDataAs<DataList>(port, true);
+      if (list && list->empty()) SetErrorMessage(L"Empty list on input.");
+      if (list && list->size() > 1) smallest = smallest == 0 ? list->size() : std::min(smallest, list->size());
+      inputs->GetDataValue().SetItem(name, MakeData<DataListData>(list ? *list : DataList{port->GetData()}));
+    }
+    if (smallest > 0) count = static_cast<unsigned>(smallest);
+    return inputs;
+  }
+
+  /// The method, which keeps the container alive that it runs in.
+  boost::shared_ptr<Operator> MakeMethod(const std::wstring& shortName) const {
+    const IteratorMethodTable& methods = IteratorMethodTable::Instance();
+    const auto found = std::find(methods.shortNames.begin(), methods.shortNames.end(), shortName);
+    if (found == methods.shortNames.end())
+      throw std::runtime_error(KorvenLog::Narrow(shortName) + ": Invalid execution method");
+    const auto index = found - methods.shortNames.begin();
+    const auto method = OperatorFactory::Create(methods.namespaces[index], methods.objectNames[index]);
+    if (!method) throw std::runtime_error(KorvenLog::Narrow(shortName) + ": Invalid execution method");
+    struct Contained {
+      boost::shared_ptr<Model> container;
+      boost::shared_ptr<Operator> method;
+    };
+    const auto contained = boost::make_shared<Contained>();
+    contained->method = method;
+    if (const auto main = GetMainProcess()) contained->container = main->DeriveNewContainer();
+    if (contained->container) method->SetProcess(contained->container);
+    return {contained, method.get()};
+  }
+
+  /// Takes a method's lists over to the inner ports that the outputs lead to.
+  void Publish(Port& results, const std::vector<std::wstring>& names) {
+    const auto lists = AsDataOf<DictionaryData>(results.GetData());
+    for (const auto& op : GetOperators()) op->SetExecuted(true);
+    for (const std::wstring& name : names) {
+      auto port = GetPort(name);
+      for (auto inner = port->GetInnerAliasedPorts(); !inner.empty(); inner = port->GetInnerAliasedPorts())
+        port = inner.front();
+      port->SetData(lists ? lists->GetDataValue().Find(name) : nullptr);
+    }
+  }
+
+  const std::vector<std::wstring> protectedPorts_{L"ExecutionMethod"};
+  boost::shared_ptr<Operator> executionMethod_;
+  CallbackHandle invalidationHandle_;
+};
+
+TX_GENERAL_FACTORY(IteratorModel)
+
+}  // namespace korven::tx_general

@@ -1,0 +1,56 @@
+#include "iteratorparts.h"
+
+#include <string>
+
+#include "kcommon/kerr.h"
+#include "txbasiclib/requests.h"
+
+namespace korven::tx_general {
+
+namespace {
+constexpr const wchar_t* kTriggerAttribute = L"TriggerToPull";
+}  // namespace
+
+void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName(), PortType::Output); }
+
+void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
+  RequestPtr asked = request;
+  if (AsDataOf<DataListData>(ownerPort_->GetData())) {
+    // Whoever makes the list further up may then make this item alone.
+    const auto directed = boost::make_shared<Tamrin::TesseraBasic::DirectedDataRequest>();
+    directed->Initialize();
+    directed->SetIndex(index_);
+    directed->SetDataRequest(request);
+    asked = directed;
+  }
+  port->SetData(ownerPort_->GetData(asked), request);
+}
+
+void ModelExecutionTrigger::DeclarePorts() { CreatePort(L"Output", UnsignedData::DefaultTypeName(), PortType::Output); }
+
+void ModelExecutionTrigger::Apply(const PortPtr& port, const RequestPtr& request) {
+  const auto index = request->GetAttribute(kTriggerAttribute)->GetDataValue<unsigned>();
+  (*copies_)[index]->Execute();
+  port->SetData(MakeData<UnsignedData>(index), request);
+}
+
+RequestPtr ModelExecutionTrigger::NextRequest() {
+  if (remaining_ == 0) return nullptr;
+  const auto request = boost::make_shared<DataRequest>();
+  request->Initialize();
+  request->SetAttribute(kTriggerAttribute, MakeData<UnsignedData>(static_cast<unsigned>(copies_->size() - remaining_)));
+  --remaining_;
+  return request;
+}
+
+void ModelExecutionTrigger::NoteCompleted(const DataPtr& answer) {
+  ++completed_;
+  const auto count = copies_->size();
+  owner_->SetProgress(static_cast<double>(completed_) / static_cast<double>(count) * 100);
+  LogIteration(L"Iteration " + std::to_wstring(completed_) + L"(" +
+               std::to_wstring(answer->GetDataValue<unsigned>() + 1UL) + L") of " + std::to_wstring(count));
+}
+
+void LogIteration(const std::wstring& text) { kerr_MessageLog(-1, text); }
+
+}  // namespace korven::tx_general

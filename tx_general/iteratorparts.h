@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "support.h"
+#include "txlib/model.h"
+
+namespace korven::tx_general {
+
+/// Copies of an iterator's model, one per iteration, in their order.
+using ModelCopies = std::vector<boost::shared_ptr<Model>>;
+
+/// Stands inside a copy for one of its inputs: holds the item of its iteration, and hands pulls on to the input of
+/// the iterator that the copy was made from.
+class StreamChooser : public Operator {
+ public:
+  StreamChooser(boost::shared_ptr<Port> ownerPort, std::uint32_t index)
+      : ownerPort_(std::move(ownerPort)), index_(index) {}
+  const wchar_t* GetDefaultOperatorName() const override { return L"StreamChooser"; }
+  void DeclarePorts() override;
+  using Operator::Apply;
+  void Apply(const PortPtr& port, const RequestPtr& request) override;
+
+ private:
+  const boost::shared_ptr<Port> ownerPort_;
+  const std::uint32_t index_;
+};
+
+/// Runs the copy that a request names by its index, and answers with that index.
+class ModelExecutionTrigger : public Operator {
+ public:
+  ModelExecutionTrigger(boost::shared_ptr<const ModelCopies> copies, boost::shared_ptr<Operator> owner)
+      : copies_(std::move(copies)), owner_(std::move(owner)), remaining_(copies_->size()) {}
+  const wchar_t* GetDefaultOperatorName() const override { return L"ModelExecutionTrigger"; }
+  void DeclarePorts() override;
+  using Operator::Apply;
+  void Apply(const PortPtr& port, const RequestPtr& request) override;
+
+  /// The request for the next copy; null when each has been handed out. Not to be called twice at once.
+  RequestPtr NextRequest();
+  /// Tells the owner of one more copy that has run. Not to be called twice at once.
+  void NoteCompleted(const DataPtr& answer);
+
+ private:
+  const boost::shared_ptr<const ModelCopies> copies_;
+  const boost::shared_ptr<Operator> owner_;
+  std::size_t remaining_;
+  std::int64_t completed_ = 0;
+};
+
+/// One line of the session log.
+void LogIteration(const std::wstring& text);
+
+}  // namespace korven::tx_general
