@@ -23,14 +23,18 @@ inline constexpr OperatorSheet kIterator{
     .usableInExpression = false,
 };
 
+constexpr const wchar_t* kMethodPort = L"ExecutionMethod";
+
 class IteratorModel : public Described<kIterator, Model> {
  public:
   void DeclarePorts() override {
     const IteratorMethodTable& methods = IteratorMethodTable::Instance();
-    const DataPtr names = MakeData<StringListData>(methods.shortNames);
-    const auto port = CreatePortWithAttributes(L"ExecutionMethod", StringData::DefaultTypeName(), PortType::Input,
+    // Values that never change are shared: a run makes a copy of its iterator for every item.
+    static const DataPtr names = MakeData<StringListData>(methods.shortNames);
+    static const DataPtr standard = MakeData<StringData>(kDefaultIteratorMethod);
+    const auto port = CreatePortWithAttributes(kMethodPort, StringData::DefaultTypeName(), PortType::Input,
                                                L"AcceptableValues", &names, nullptr);
-    Hidden(Optional(port))->SetDefaultData(MakeData<StringData>(kDefaultIteratorMethod));
+    Hidden(Optional(port))->SetDefaultData(standard);
     SetKeywords(methods.keywords);
   }
 
@@ -38,9 +42,10 @@ class IteratorModel : public Described<kIterator, Model> {
   /// Outside, any inner port takes a list of its own items as well.
   void OnPortAdded(const PortPtr& port) override {
     if (IsProtected(port->GetName())) return;
-    const ObjectName list = DataListData::DefaultTypeName();
+    static const ObjectName list = DataListData::DefaultTypeName();
+    static const DataPtr itemType = MakeData<StringData>(Data::DefaultTypeName().ToString());
     port->AddExtraSupportedType(list);
-    port->SetDataTypeAttribute(list, L"ListDataType", MakeData<StringData>(Data::DefaultTypeName().ToString()));
+    port->SetDataTypeAttribute(list, L"ListDataType", itemType);
   }
 
   void OnExecute() override {
@@ -58,7 +63,7 @@ class IteratorModel : public Described<kIterator, Model> {
     for (const auto& op : GetOperators()) op->DeactivateOperator();
     const auto model = boost::static_pointer_cast<Model>(SharedThis());
     const std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
-    executionMethod_ = MakeMethod(ReadPortOr<std::wstring>(*this, L"ExecutionMethod", kDefaultIteratorMethod));
+    executionMethod_ = MakeMethod(ReadPortOr<std::wstring>(*this, kMethodPort, kDefaultIteratorMethod));
     WritePort(*executionMethod_, L"Model", text);
     WritePort(*executionMethod_, L"CommonInputDataCount", count);
     RequirePort(*executionMethod_, L"InputData")->SetData(inputs);
@@ -80,9 +85,8 @@ class IteratorModel : public Described<kIterator, Model> {
   }
 
  private:
-  bool IsProtected(const std::wstring& name) const {
-    return std::find(protectedPorts_.begin(), protectedPorts_.end(), name) != protectedPorts_.end();
-  }
+  /// Ports that take no part in the handling of lists.
+  static bool IsProtected(const std::wstring& name) { return name == kMethodPort; }
 
   bool IsCopy() const {
     const auto mark = GetAttribute(kIteratorCopyAttribute);
@@ -139,7 +143,6 @@ class IteratorModel : public Described<kIterator, Model> {
     }
   }
 
-  const std::vector<std::wstring> protectedPorts_{L"ExecutionMethod"};
   boost::shared_ptr<Operator> executionMethod_;
   CallbackHandle invalidationHandle_;
 };

@@ -2,7 +2,6 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
-#include <boost/weak_ptr.hpp>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -14,15 +13,14 @@
 namespace Tamrin::Tessera {
 
 /// What a document said of an operator, and what became of it: saving writes what is unchanged as it stood. The
-/// JSON is shared with the parsed document.
+/// JSON is shared with the parsed document. Not changed once the document has been read: copies share it.
 struct DocumentMemory {
   std::string id;
   JsonValue source;  ///< the operator's object; null for an outermost model
   JsonValue model;   ///< the model object of an operator that holds one, the whole document of an outermost model
   /// Of the same index as the members of "values" and "attributes" in `source` and "attributes" in `model`, and as
-  /// the elements of "ports" and "connections" in `model`.
+  /// the elements of "ports" in `model`.
   std::vector<boost::shared_ptr<Data>> values, attributes, modelAttributes, modelPortValues;
-  std::vector<boost::weak_ptr<PortConnection>> connections;
   int expansions = 0;
   std::size_t portCount = 0;  ///< when the document had been read; another number tells that ports were edited
   bool missing = false;       ///< stands for an operator that is not known

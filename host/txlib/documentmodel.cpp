@@ -16,7 +16,7 @@ void DocumentModelReader::Read() {
   }
   ReadIdentity();
   if (keys_[Attributes])
-    ReadAttributes(reading_, *model_, *keys_[Attributes], {place_, kModel[Attributes]}, memory_->modelAttributes);
+    ReadAttributes(reading_, index_, *keys_[Attributes], {place_, kModel[Attributes]}, memory_->modelAttributes);
   if (keys_[Operators]) ReadOperators();
   if (keys_[Connections]) ReadConnections();
   if (keys_[Order]) ReadOrder();
@@ -30,14 +30,21 @@ void DocumentModelReader::Read() {
 }
 
 void DocumentModelReader::SetText(DocumentKeys::ModelKey key, void (Operator::*set)(const std::wstring&)) {
-  if (keys_[key] && reading_.IsText(*keys_[key], {place_, kModel[key]})) ((*model_).*set)(keys_[key]->AsString());
+  if (!keys_[key] || !reading_.IsText(*keys_[key], {place_, kModel[key]})) return;
+  reading_.Do([model = index_, set, text = keys_[key]->AsString()](const DocumentCopy& copy) {
+    ((*copy.Op(model)).*set)(text);
+  });
 }
 
 void DocumentModelReader::ReadIdentity() {
   if (keys_[Name] && reading_.IsText(*keys_[Name], {place_, kModel[Name]}))
-    model_->SetProcessName(keys_[Name]->AsString());
+    reading_.Do([model = index_, text = keys_[Name]->AsString()](const DocumentCopy& copy) {
+      copy.ModelAt(model).SetProcessName(text);
+    });
   if (keys_[Namespace] && reading_.IsText(*keys_[Namespace], {place_, kModel[Namespace]}))
-    model_->SetProcessNamespace(keys_[Namespace]->AsString());
+    reading_.Do([model = index_, text = keys_[Namespace]->AsString()](const DocumentCopy& copy) {
+      copy.ModelAt(model).SetProcessNamespace(text);
+    });
   // What the entry of the operator says stands above what its model says.
   const bool isNamed = memory_->source.Find(kNode[NodeDisplayName]) != nullptr;
   if (!isNamed) SetText(DisplayName, &Operator::SetDisplayName);
@@ -61,7 +68,11 @@ void DocumentModelReader::ReadOperators() {
       reading_.faults.Error(nodePlace, L"found models nested more than " + std::to_wstring(kMaxModelNesting) +
                                            L" levels deep, expected fewer");
     else if (node.op)
-      reading_.Guard(nodePlace, [&] { model_->AddOperator(node.op); });
+      reading_.Guard(nodePlace, [&] {
+        reading_.Do([model = index_, op = node.index](const DocumentCopy& copy) {
+          copy.ModelAt(model).AddOperator(copy.Op(op));
+        });
+      });
     if (node.id.empty()) continue;
     const auto [known, isNew] = byId_.emplace(node.id, i);
     if (isNew) continue;
@@ -122,7 +133,6 @@ void DocumentModelReader::ReadConnections() {
   const DocumentPlace place(place_, kModel[Connections]);
   if (!reading_.IsArray(*keys_[Connections], place)) return;
   const auto& elements = keys_[Connections]->GetElements();
-  memory_->connections.resize(elements.size());
   edges_.reserve(elements.size());
   connected_.reserve(elements.size());
   for (std::size_t i = 0; i < elements.size(); ++i) {
@@ -130,7 +140,7 @@ void DocumentModelReader::ReadConnections() {
     const DocumentPlace entryPlace(place, i);
     if (!reading_.Collect(elements[i], entryPlace, kConnection, keys)) continue;
     if (keys[From] && keys[To]) {
-      ReadConnection(elements[i], entryPlace, memory_->connections[i]);
+      ReadConnection(elements[i], entryPlace, i);
       continue;
     }
     const std::string_view lacking = kConnection[keys[From] ? To : From];
@@ -138,8 +148,7 @@ void DocumentModelReader::ReadConnections() {
   }
 }
 
-void DocumentModelReader::ReadConnection(const JsonValue& json, const DocumentPlace& place,
-                                         boost::weak_ptr<PortConnection>& made) {
+void DocumentModelReader::ReadConnection(const JsonValue& json, const DocumentPlace& place, std::size_t position) {
   const DocumentPlace fromPlace(place, kConnection[From]);
   const DocumentPlace toPlace(place, kConnection[To]);
   const JsonValue& toJson = *json.Find(kConnection[To]);
@@ -162,7 +171,14 @@ void DocumentModelReader::ReadConnection(const JsonValue& json, const DocumentPl
     reading_.faults.Error(toPlace, L"found the input \"" + toJson.AsString() + L"\", which is connected already");
     return;
   }
-  if (source) reading_.Guard(place, [&] { made = Operator::ConnectPort(source, target); });
+  if (!source) return;
+  reading_.Guard(place, [&] {
+    reading_.Do([from = nodes_[from].index, output = source->GetName(), to = nodes_[to].index,
+                 input = target->GetName(), position](const DocumentCopy& copy) {
+      const auto made = Operator::ConnectPort(copy.PortOf(from, output), copy.PortOf(to, input));
+      static_cast<PortConnectionState&>(*made).documentIndex = static_cast<std::int32_t>(position);
+    });
+  });
 }
 
 void DocumentModelReader::ReadOrder() {
@@ -183,20 +199,25 @@ void DocumentModelReader::ReadOrder() {
     }
     if (ends[Before] == kNone || ends[After] == kNone) continue;
     edges_.emplace_back(ends[Before], ends[After]);
-    const auto& after = nodes_[ends[After]].op;
-    if (after && nodes_[ends[Before]].op) after->AddParent(nodes_[ends[Before]].op);
+    const DocumentNode& before = nodes_[ends[Before]];
+    const DocumentNode& after = nodes_[ends[After]];
+    if (!before.op || !after.op) continue;
+    reading_.Do([before = before.index, after = after.index](const DocumentCopy& copy) {
+      copy.Op(after)->AddParent(copy.Op(before));
+    });
   }
 }
 
 void DocumentModelReader::ReadTails() {
   const DocumentPlace place(place_, kModel[Tails]);
   if (!reading_.IsArray(*keys_[Tails], place)) return;
-  std::vector<boost::shared_ptr<Operator>> tails;
   for (std::size_t i = 0; i < keys_[Tails]->Count(); ++i) {
     const std::size_t node = FindNode(keys_[Tails]->GetElements()[i], {place, i});
-    if (node != kNone && nodes_[node].op) tails.push_back(nodes_[node].op);
+    if (node == kNone || !nodes_[node].op) continue;
+    reading_.Do([model = index_, tail = nodes_[node].index](const DocumentCopy& copy) {
+      copy.ModelAt(model).AddTail(copy.Op(tail));
+    });
   }
-  model_->AddTails(tails);
 }
 
 void DocumentModelReader::CheckCycles() {
@@ -242,18 +263,19 @@ void DocumentModelReader::ReadModelPort(const JsonValue& json, const DocumentPla
   if (!port || !isNew) return;
   const JsonValue* display = keys[PortDisplayName];
   if (display && reading_.IsText(*display, {place, kModelPort[PortDisplayName]}))
-    port->SetDisplayName(display->AsString());
+    reading_.EditPort(index_, name, [text = display->AsString()](Port& edited) { edited.SetDisplayName(text); });
   const JsonValue* optional = keys[PortOptional];
   if (optional && reading_.IsTruth(*optional, {place, kModelPort[PortOptional]}))
-    port->SetIsOptional(optional->AsBool());
+    reading_.EditPort(index_, name, [is = optional->AsBool()](Port& edited) { edited.SetIsOptional(is); });
   const JsonValue* hidden = keys[PortHidden];
-  if (hidden && reading_.IsTruth(*hidden, {place, kModelPort[PortHidden]})) port->SetIsHidden(hidden->AsBool());
+  if (hidden && reading_.IsTruth(*hidden, {place, kModelPort[PortHidden]}))
+    reading_.EditPort(index_, name, [is = hidden->AsBool()](Port& edited) { edited.SetIsHidden(is); });
   if (!keys[PortValue]) return;
   const DocumentPlace valuePlace(place, kModelPort[PortValue]);
   if (port->IsOutput())
     reading_.faults.Error(valuePlace, L"found a value for the output \"" + name + L"\", expected none");
   else
-    ReadPortValue(reading_, *port, *keys[PortValue], valuePlace, applied);
+    ReadPortValue(reading_, index_, *port, *keys[PortValue], valuePlace, applied);
 }
 
 boost::shared_ptr<Port> DocumentModelReader::MakeAliases(const std::wstring& name, const JsonValue& alias,
@@ -284,8 +306,10 @@ bool DocumentModelReader::MakeAlias(const std::wstring& name, const JsonValue& a
     return false;
   }
   reading_.Guard(place, [&] {
-    const auto port = model_->AliasPort(inner, name);
-    if (port) made = port;
+    reading_.Do([model = index_, name, op = nodes_[node].index, port = inner->GetName()](const DocumentCopy& copy) {
+      ModelState::AliasPort(copy.ModelAt(model), copy.PortOf(op, port), name, copy.FindKnownFacts(model, name));
+    });
+    if (const auto port = model_->GetPort(name)) made = port;
   });
   return made != nullptr;
 }

@@ -47,14 +47,16 @@ const wchar_t* KindName(PortType kind) {
 }
 
 /// Makes the port by adding sets of ports, as long as they bring ports of its family.
-boost::shared_ptr<Port> ExpandUntil(Operator& op, DocumentMemory& memory, const std::wstring& name) {
+boost::shared_ptr<Port> ExpandUntil(DocumentReading& reading, std::size_t index, DocumentMemory& memory,
+                                    const std::wstring& name) {
+  Operator& op = *reading.made.Op(index);
   if (!op.IsExpandible()) return nullptr;
   const std::wstring family = Family(name);
   if (name.size() - family.size() > 5) return nullptr;  // beyond the limit of sets
   for (int calls = 0; calls < kMaxExpansions; ++calls) {
     const std::size_t before = op.GetPorts().size();
     const std::size_t ofFamily = CountFamily(op, family);
-    op.AddExpansionPorts();
+    reading.Do([index](const DocumentCopy& copy) { copy.Op(index)->AddExpansionPorts(); });
     if (op.GetPorts().size() != before) ++memory.expansions;
     if (auto port = op.GetPort(name)) return port;
     if (CountFamily(op, family) == ofFamily) return nullptr;
@@ -77,14 +79,19 @@ class NodeReader {
       return;
     }
     if (keys_[NodeDisplayName] && reading_.IsText(*keys_[NodeDisplayName], {place_, kNode[NodeDisplayName]}))
-      node_.op->SetDisplayName(keys_[NodeDisplayName]->AsString());
+      reading_.Do([op = node_.index, text = keys_[NodeDisplayName]->AsString()](const DocumentCopy& copy) {
+        copy.Op(op)->SetDisplayName(text);
+      });
     if (keys_[Expansions]) ReadExpansions();
     if (keys_[NodeAttributes])
-      ReadAttributes(reading_, *node_.op, *keys_[NodeAttributes], {place_, kNode[NodeAttributes]}, memory.attributes);
+      ReadAttributes(reading_, node_.index, *keys_[NodeAttributes], {place_, kNode[NodeAttributes]}, memory.attributes);
     if (keys_[NodeModel]) ReadModel();
     if (keys_[Values]) ReadEarlyValues();
     // The operators of a model of this document have been configured already, each at its turn.
-    if (!keys_[NodeModel]) reading_.Guard(place_, [&] { node_.op->Configure(); });
+    if (!keys_[NodeModel])
+      reading_.Guard(place_, [&] {
+        reading_.Do([op = node_.index](const DocumentCopy& copy) { copy.Op(op)->Configure(); });
+      });
     if (keys_[NodePorts]) ReadPorts();
     if (keys_[Values]) ReadLateValues();
   }
@@ -110,19 +117,26 @@ class NodeReader {
       return false;
     }
     if (!reading_.IsText(*keys_[NodeOperator], place)) return false;
-    node_.op = reading_.Create(keys_[NodeOperator]->AsUtf8(), place);
-    const bool missing = !node_.op;
-    if (missing) {
-      node_.op = boost::make_shared<OperatorNotFound>();
-      node_.op->Initialize();
-      // Kept with the operator, for programs that open documents without asking for the warnings.
-      const std::wstring text = reading_.GetUnknownText(keys_[NodeOperator]->AsUtf8());
-      if (!text.empty()) node_.op->SetWarningMessage(text);
-    }
-    node_.memory = &GetDocumentMemory(*node_.op);
-    node_.memory->id = node_.id;
-    node_.memory->source = json_;
-    node_.memory->missing = missing;
+    const OperatorMaker maker = reading_.FindMaker(keys_[NodeOperator]->AsUtf8(), place);
+    const auto memory = boost::make_shared<DocumentMemory>();
+    memory->id = node_.id;
+    memory->source = json_;
+    memory->missing = !maker;
+    node_.memory = memory.get();
+    node_.index = reading_.made.Count();
+    if (memory->missing) reading_.steps.reset();  // its JSON says more of it than steps do
+    reading_.Guard(place, [&] {
+      reading_.Do([maker, memory](DocumentCopy& copy) {
+        const auto op = maker ? maker() : OperatorNotFound::Make();
+        DocumentSlot(*op) = memory;
+        copy.Add(op);
+      });
+    });
+    if (reading_.made.Count() == node_.index) return false;  // the class could not be made, as is told now
+    node_.op = reading_.made.Op(node_.index);
+    // Kept with the operator, for programs that open documents without asking for the warnings.
+    const std::wstring text = reading_.GetUnknownText(keys_[NodeOperator]->AsUtf8());
+    if (!text.empty()) node_.op->SetWarningMessage(text);
     return true;
   }
 
@@ -176,8 +190,10 @@ class NodeReader {
       reading_.faults.Warn(place, L"found " + json.Serialize() + L", but the operator \"" +
                                       node_.op->GetOperatorName() + L"\" has no ports to repeat");
     reading_.Guard(place, [&] {
-      for (std::int64_t i = 0; i < count; ++i) node_.op->AddExpansionPorts();
-      for (std::int64_t i = 0; i > count; --i) node_.op->RemoveExpansionPorts();
+      reading_.Do([op = node_.index, count](const DocumentCopy& copy) {
+        for (std::int64_t i = 0; i < count; ++i) copy.Op(op)->AddExpansionPorts();
+        for (std::int64_t i = 0; i > count; --i) copy.Op(op)->RemoveExpansionPorts();
+      });
     });
     node_.memory->expansions = static_cast<int>(count);
   }
@@ -192,7 +208,7 @@ class NodeReader {
     }
     if (reading_.depth >= kMaxModelNesting) return;  // told by the model that it would be a part of
     ++reading_.depth;
-    DocumentModelReader(reading_, model, *keys_[NodeModel], place, false).Read();
+    DocumentModelReader(reading_, node_.index, *keys_[NodeModel], place, false).Read();
     --reading_.depth;
   }
 
@@ -229,7 +245,7 @@ class NodeReader {
                                              L"\", expected the name of an input or setting");
       return;
     }
-    ReadPortValue(reading_, port, member.value, memberPlace, node_.memory->values[index]);
+    ReadPortValue(reading_, node_.index, port, member.value, memberPlace, node_.memory->values[index]);
   }
 
   void ReadPorts() {
@@ -251,9 +267,11 @@ class NodeReader {
     const JsonValue* removed = keys[OverrideRemoved];
     if (removed && reading_.IsTruth(*removed, {place, kOverride[OverrideRemoved]}) && removed->AsBool()) {
       const std::wstring name = keys[OverrideName]->AsString();
-      bool done = false;
-      reading_.Guard(place, [&] { done = node_.op->RemovePort(name); });
-      if (!done) reading_.faults.Warn(namePlace, L"found the port \"" + name + L"\", which is not there to be removed");
+      const std::size_t before = node_.op->GetPorts().size();
+      reading_.Guard(place, [&] {
+        reading_.Do([op = node_.index, name](const DocumentCopy& copy) { copy.Op(op)->RemovePort(name); });
+      });
+      if (node_.op->GetPorts().size() == before) reading_.faults.Warn(namePlace, L"found the port \"" + name + L"\", which is not there to be removed");
       return;
     }
     const auto port = node_.FindPort(reading_, keys[OverrideName]->AsUtf8(), namePlace, PortType::Input);
@@ -271,21 +289,23 @@ class NodeReader {
                                              L"\" is of kind \"" + KindName(port.GetPortType()) + L"\"");
     }
     if (const JsonValue* type = keys[OverrideType]) ApplyType(port, *type, {place, kOverride[OverrideType]});
+    const std::wstring& name = port.GetName();
     const JsonValue* display = keys[OverrideDisplayName];
     if (display && reading_.IsText(*display, {place, kOverride[OverrideDisplayName]}))
-      port.SetDisplayName(display->AsString());
+      reading_.EditPort(node_.index, name, [text = display->AsString()](Port& it) { it.SetDisplayName(text); });
     const JsonValue* optional = keys[OverrideOptional];
     if (optional && reading_.IsTruth(*optional, {place, kOverride[OverrideOptional]}))
-      port.SetIsOptional(optional->AsBool());
+      reading_.EditPort(node_.index, name, [is = optional->AsBool()](Port& it) { it.SetIsOptional(is); });
     const JsonValue* hidden = keys[OverrideHidden];
-    if (hidden && reading_.IsTruth(*hidden, {place, kOverride[OverrideHidden]})) port.SetIsHidden(hidden->AsBool());
+    if (hidden && reading_.IsTruth(*hidden, {place, kOverride[OverrideHidden]}))
+      reading_.EditPort(node_.index, name, [is = hidden->AsBool()](Port& it) { it.SetIsHidden(is); });
   }
 
   void ApplyType(Port& port, const JsonValue& json, const DocumentPlace& place) {
     if (!reading_.IsText(json, place)) return;
     const ObjectName type = ObjectName::FromString(json.AsString());
     if (type == Data::DefaultTypeName() || DataFactory::Contains(type.Namespace, type.Name)) {
-      port.SetSupportedTypes({type});
+      reading_.EditPort(node_.index, port.GetName(), [type](Port& it) { it.SetSupportedTypes({type}); });
       return;
     }
     std::vector<std::wstring> names;
@@ -313,7 +333,7 @@ boost::shared_ptr<Port> DocumentNode::FindPort(DocumentReading& reading, std::st
     if (memory->missing)
       port = op->CreatePort(wide, Data::DefaultTypeName(), kindIfMissing);
     else
-      port = ExpandUntil(*op, *memory, wide);
+      port = ExpandUntil(reading, index, *memory, wide);
   });
   if (port) return port;
   std::vector<std::wstring> known;

@@ -2,6 +2,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -12,6 +13,8 @@
 
 #include "documentfaults.h"
 #include "documentmemory.h"
+#include "documentsteps.h"
+#include "operatormaker.h"
 #include "nesting.h"
 #include "txlib/document.h"
 #include "txlib/model.h"
@@ -75,10 +78,22 @@ struct DocumentReading {
   DocumentFaults faults;
   bool unknownOperatorIsError = false;
   unsigned depth = 0;
+  DocumentCopy made;
+  boost::shared_ptr<DocumentSteps> steps;  ///< null where nobody will repeat them
 
+  /// Whatever the reader does to the model goes through here.
+  template <typename Step>
+  void Do(Step step) {
+    step(made);
+    if (steps) steps->Add(std::move(step));
+  }
   /// Values of the known keys, of the same index; warns of the others. False, and a fault, where it is no object.
   bool Collect(const JsonValue& json, const DocumentPlace& place, std::span<const std::string_view> keys,
                const JsonValue** found);
+  template <typename Edit>
+  void EditPort(std::size_t op, const std::wstring& name, Edit edit) {
+    Do([op, name, edit](const DocumentCopy& copy) { edit(*copy.PortOf(op, name)); });
+  }
   void WrongType(const JsonValue& json, const DocumentPlace& place, const wchar_t* expected);
   bool IsText(const JsonValue& json, const DocumentPlace& place);
   bool IsArray(const JsonValue& json, const DocumentPlace& place);
@@ -94,29 +109,31 @@ struct DocumentReading {
     }
   }
   void NoteException(const DocumentPlace& place);
-  /// New operator, initialised; null for an unknown name, which is told.
-  boost::shared_ptr<Operator> Create(std::string_view dottedName, const DocumentPlace& place);
-  /// What Create told of an unknown name, with the nearest known one; empty for other names.
+  /// How to make such an operator; empty for an unknown name, which is told.
+  OperatorMaker FindMaker(std::string_view dottedName, const DocumentPlace& place);
+  /// What FindMaker told of an unknown name, with the nearest known one; empty for other names.
   std::wstring GetUnknownText(std::string_view dottedName) const;
 
  private:
   struct TypeName {
     std::wstring nameSpace, name;
+    OperatorMaker maker;
     std::wstring unknown;  ///< the message of a name that is not known
   };
   std::unordered_map<std::string_view, TypeName> types_;
 };
 
 /// Sets a document's value on a port. `applied` becomes what the port holds now.
-void ReadPortValue(DocumentReading& reading, Port& port, const JsonValue& json, const DocumentPlace& place,
+void ReadPortValue(DocumentReading& reading, std::size_t op, Port& port, const JsonValue& json, const DocumentPlace& place,
                    boost::shared_ptr<Data>& applied);
-void ReadAttributes(DocumentReading& reading, Operator& op, const JsonValue& json, const DocumentPlace& place,
+void ReadAttributes(DocumentReading& reading, std::size_t op, const JsonValue& json, const DocumentPlace& place,
                     std::vector<boost::shared_ptr<Data>>& applied);
 
 /// An operator of a model that is being read.
 struct DocumentNode {
   std::string_view id;
   boost::shared_ptr<Operator> op;  ///< null where the document's entry is too faulty to make one
+  std::size_t index = 0;           ///< of the operator among all that the reading has made
   DocumentMemory* memory = nullptr;
 
   /// The port, made by expansion where it has to be; null, and a fault, for an unknown one.
@@ -130,16 +147,22 @@ void ReadDocumentNode(DocumentReading& reading, const JsonValue& json, const Doc
 /// Reads a model object into a model.
 class DocumentModelReader {
  public:
-  DocumentModelReader(DocumentReading& reading, const boost::shared_ptr<Model>& model, const JsonValue& json,
-                      const DocumentPlace& place, bool outermost)
-      : reading_(reading), model_(model), json_(json), place_(place), outermost_(outermost) {}
+  /// `index` is that of the model among the operators that the reading has made.
+  DocumentModelReader(DocumentReading& reading, std::size_t index, const JsonValue& json, const DocumentPlace& place,
+                      bool outermost)
+      : reading_(reading),
+        index_(index),
+        model_(boost::static_pointer_cast<Model>(reading.made.Op(index))),
+        json_(json),
+        place_(place),
+        outermost_(outermost) {}
   void Read();
 
  private:
   void ReadIdentity();
   void ReadOperators();
   void ReadConnections();
-  void ReadConnection(const JsonValue& json, const DocumentPlace& place, boost::weak_ptr<PortConnection>& made);
+  void ReadConnection(const JsonValue& json, const DocumentPlace& place, std::size_t position);
   void ReadOrder();
   void ReadTails();
   void CheckCycles();
@@ -160,7 +183,8 @@ class DocumentModelReader {
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
   DocumentReading& reading_;
-  const boost::shared_ptr<Model>& model_;
+  const std::size_t index_;
+  const boost::shared_ptr<Model> model_;
   const JsonValue& json_;
   const DocumentPlace& place_;
   const bool outermost_;

@@ -9,22 +9,23 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-thread_local std::wstring currentFolder;
+thread_local boost::shared_ptr<const std::wstring> currentFolder;
 thread_local unsigned folderDepth = 0;
 
 constexpr const char* kDefaultNamespace = "VANTIX";
 
 }  // namespace
 
-DocumentFolderScope::DocumentFolderScope(std::wstring folder) : outer_(std::move(currentFolder)) {
-  currentFolder = std::move(folder);
+DocumentFolderScope::DocumentFolderScope(const std::wstring& folder) : outer_(std::move(currentFolder)) {
+  currentFolder = folder.empty() ? nullptr : boost::make_shared<const std::wstring>(folder);
   ++folderDepth;
 }
 DocumentFolderScope::~DocumentFolderScope() {
   currentFolder = std::move(outer_);
   --folderDepth;
 }
-const std::wstring& DocumentFolderScope::Current() { return currentFolder; }
+std::wstring DocumentFolderScope::Current() { return currentFolder ? *currentFolder : std::wstring(); }
+const boost::shared_ptr<const std::wstring>& DocumentFolderScope::Shared() { return currentFolder; }
 unsigned DocumentFolderScope::Depth() { return folderDepth; }
 
 bool DocumentReading::Collect(const JsonValue& json, const DocumentPlace& place, std::span<const std::string_view> keys,
@@ -78,7 +79,7 @@ void DocumentReading::NoteException(const DocumentPlace& place) {
   }
 }
 
-boost::shared_ptr<Operator> DocumentReading::Create(std::string_view dottedName, const DocumentPlace& place) {
+OperatorMaker DocumentReading::FindMaker(std::string_view dottedName, const DocumentPlace& place) {
   const auto [entry, isNew] = types_.try_emplace(dottedName);
   TypeName& type = entry->second;
   if (isNew) {
@@ -88,15 +89,10 @@ boost::shared_ptr<Operator> DocumentReading::Create(std::string_view dottedName,
     type.name = Wide(isDotted ? dottedName.substr(stop + 1) : dottedName);
   }
   if (type.name == L"OperatorNotFound") return nullptr;
+  if (type.maker) return type.maker;
   if (type.unknown.empty()) {
-    boost::shared_ptr<Operator> made;
-    Guard(place, [&] { made = OperatorFactory::Create(type.nameSpace, type.name); });
-    if (made) return made;
-    if (type.name == L"Model" && type.nameSpace == L"VANTIX") {
-      made = boost::make_shared<Model>();
-      made->Initialize();
-      return made;
-    }
+    Guard(place, [&] { type.maker = FindOperatorMaker(type.nameSpace, type.name); });
+    if (type.maker) return type.maker;
     const std::wstring name = Wide(dottedName);
     const auto known = OperatorFactory::GetNames();
     std::wstring hint = DidYouMean(name, known);

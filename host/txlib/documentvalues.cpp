@@ -38,8 +38,8 @@ void CheckAcceptable(DocumentReading& reading, const Port& port, const Data& dat
 
 }  // namespace
 
-void ReadPortValue(DocumentReading& reading, Port& port, const JsonValue& json, const DocumentPlace& place,
-                   DataPtr& applied) {
+void ReadPortValue(DocumentReading& reading, std::size_t op, Port& port, const JsonValue& json,
+                   const DocumentPlace& place, DataPtr& applied) {
   DataPtr data;
   std::wstring error;
   std::string inside;
@@ -49,18 +49,20 @@ void ReadPortValue(DocumentReading& reading, Port& port, const JsonValue& json, 
     return;
   }
   reading.Guard(place, [&] {
-    if (!data) {
-      port.SetDefaultData(nullptr);
-    } else {
+    if (data) {
       if (!IsTypedJson(json)) data = Turned(port, data);
       CheckAcceptable(reading, port, *data, place);
     }
-    port.SetData(data);
     applied = data;
+    reading.Do([op, name = port.GetName(), data](const DocumentCopy& copy) {
+      const auto& target = copy.PortOf(op, name);
+      if (!data) target->SetDefaultData(nullptr);
+      target->SetData(data);
+    });
   });
 }
 
-void ReadAttributes(DocumentReading& reading, Operator& op, const JsonValue& json, const DocumentPlace& place,
+void ReadAttributes(DocumentReading& reading, std::size_t op, const JsonValue& json, const DocumentPlace& place,
                     std::vector<DataPtr>& applied) {
   if (!reading.IsObject(json, place)) return;
   applied.resize(json.Count());
@@ -71,7 +73,7 @@ void ReadAttributes(DocumentReading& reading, Operator& op, const JsonValue& jso
     DataPtr& data = applied[index++];
     const DocumentPlace memberPlace(place, member.key);
     if (DataFromDocumentJson(member.value, data, error, inside))
-      op.SetAttribute(Wide(member.key), data);
+      reading.Do([op, key = Wide(member.key), data](const DocumentCopy& copy) { copy.Op(op)->SetAttribute(key, data); });
     else
       reading.faults.Add(memberPlace.ToText() + inside, error, false);
   }

@@ -155,11 +155,18 @@ void Writer::WriteIdentity(JsonValue& json, Model& model, const DocumentMemory& 
   write(Name, model.GetProcessName(), L"", true);
   write(Namespace, model.GetProcessNamespace(), L"", true);
   const bool namedHere = outermost || (!namedOutside && memory.model.Find(kModel[DisplayName]));
-  write(DisplayName, model.GetDisplayName(), model.GetDefaultDisplayName(), namedHere);
-  write(DisplayCategory, model.GetDisplayCategory(), model.GetDefaultDisplayCategory(), true);
-  write(Icon, model.GetIcon(), model.GetDefaultIcon(), true);
-  write(Description, model.GetDescription(), model.GetDefaultDescription(), true);
-  write(Keywords, model.GetKeywords(), model.GetDefaultKeywords(), true);
+  // Some classes say more of themselves when they are made than their sheet does.
+  const Operator* const made = Pristine(model);
+  const auto standard = [&](std::wstring (Operator::*said)() const, const wchar_t* otherwise) {
+    return made ? (made->*said)() : std::wstring(otherwise);
+  };
+  write(DisplayName, model.GetDisplayName(), standard(&Operator::GetDisplayName, model.GetDefaultDisplayName()),
+        namedHere);
+  write(DisplayCategory, model.GetDisplayCategory(),
+        standard(&Operator::GetDisplayCategory, model.GetDefaultDisplayCategory()), true);
+  write(Icon, model.GetIcon(), standard(&Operator::GetIcon, model.GetDefaultIcon()), true);
+  write(Description, model.GetDescription(), standard(&Operator::GetDescription, model.GetDefaultDescription()), true);
+  write(Keywords, model.GetKeywords(), standard(&Operator::GetKeywords, model.GetDefaultKeywords()), true);
 }
 
 void Writer::WriteAttributes(JsonValue& json, Operator& op, const JsonValue& said, const std::vector<DataPtr>& applied,
@@ -242,11 +249,10 @@ void Writer::WritePorts(JsonValue& json, Model& model, const DocumentMemory& mem
 void Writer::WriteConnections(JsonValue& json, Model& model, const DocumentMemory& memory) {
   const JsonValue& said = Member(memory.model, kModel[Connections]);
   JsonValue connections(JsonValueType::Array);
-  std::unordered_set<const PortConnection*> written;
   const auto write = [&](const boost::shared_ptr<PortConnection>& connection, const JsonValue& source) {
     const auto from = connection->GetSource();
     const auto to = connection->GetDestination();
-    if (!from || !to || !written.insert(connection.get()).second) return;
+    if (!from || !to) return;
     const std::string fromName = EndName(from);
     const std::string toName = EndName(to);
     if (fromName.empty() || toName.empty()) return;
@@ -256,14 +262,22 @@ void Writer::WriteConnections(JsonValue& json, Model& model, const DocumentMemor
     AppendUnknown(entry, source, kConnection);
     connections.Append(std::move(entry));
   };
-  for (std::size_t i = 0; i < memory.connections.size() && i < said.Count(); ++i) {
-    if (const auto connection = memory.connections[i].lock()) write(connection, said.GetElements()[i]);
-  }
+  // Those of the document in its order, the others behind them.
+  std::vector<boost::shared_ptr<PortConnection>> ofDocument(said.Count());
+  std::vector<boost::shared_ptr<PortConnection>> others;
   for (const OperatorPtr& op : model.GetOperators()) {
     for (const auto& port : op->GetPorts()) {
-      if (const auto connection = port->GetIncomingConnection()) write(connection, kNothing);
+      auto connection = port->GetIncomingConnection();
+      if (!connection) continue;
+      const auto index = static_cast<std::size_t>(static_cast<PortConnectionState&>(*connection).documentIndex);
+      auto& place = index < ofDocument.size() && !ofDocument[index] ? ofDocument[index] : others.emplace_back();
+      place = std::move(connection);
     }
   }
+  for (std::size_t i = 0; i < ofDocument.size(); ++i) {
+    if (ofDocument[i]) write(ofDocument[i], said.GetElements()[i]);
+  }
+  for (const auto& connection : others) write(connection, kNothing);
   if (connections.Count() != 0 || said.IsArray()) json.Set(kModel[Connections], std::move(connections));
 }
 

@@ -27,18 +27,30 @@ namespace Tamrin::Tessera {
 class PortState;
 
 /// What the ports of all operators of a class mostly say alike. Shared between them once it is so, and then never
-/// changed and never destroyed.
+/// changed.
 struct PortFacts {
   std::wstring name;
   std::wstring displayName;
   std::vector<ObjectName> types;
-  friend bool operator==(const PortFacts&, const PortFacts&) = default;
+  std::vector<ObjectName> extraTypes;
+  std::vector<ObjectName> excludedTypes;
+  AttributeMap attributes;
+  std::map<std::pair<ObjectName, std::wstring>, boost::shared_ptr<Data>> typeAttributes;
+  ObjectName uiProvider;
+
+  /// True of a port of one type of which nothing else was said.
+  bool IsPlain() const;
+  /// True where everything is equal, values of attributes by type and text.
+  bool SaysTheSame(const PortFacts& other) const;
+  /// Adds what an inner port says of types and attributes; what is here already stands above it.
+  void AddFrom(const PortFacts& inner);
 };
-/// Facts of the ports that a class declares, in their order.
-using ClassPorts = std::vector<std::unique_ptr<const PortFacts>>;
+using SharedFacts = boost::shared_ptr<const PortFacts>;
 
 class PortConnectionState : public PortConnection {
  public:
+  static constexpr std::int32_t kNotInDocument = -1;
+  std::int32_t documentIndex = kNotInDocument;  ///< among the connections of its model in the document
   PortState* source = nullptr;  ///< null once the port is gone
   PortState* destination = nullptr;
 };
@@ -46,31 +58,21 @@ class PortConnectionState : public PortConnection {
 /// A port with its state; every Port is one.
 class PortState : public Port {
  public:
-  /// Rarely set; most ports have none of it.
-  struct Extras {
-    std::vector<ObjectName> extraTypes;
-    std::vector<ObjectName> excludedTypes;
-    AttributeMap attributes;
-    std::map<std::pair<ObjectName, std::wstring>, boost::shared_ptr<Data>> typeAttributes;
-    ObjectName uiProvider;
-    /// What is here already stands above what the others say.
-    void AddFrom(const Extras& others);
-  };
-
   /// Shares the facts where they are shared ones, otherwise has its own.
   PortState(Operator* owner, const std::wstring& name, const ObjectName& dataType, PortType type,
-            const PortFacts* shared);
+            SharedFacts shared);
   ~PortState() override;
 
   static PortState& Of(Port& port) { return static_cast<PortState&>(port); }
   static const PortState& Of(const Port& port) { return static_cast<const PortState&>(port); }
-  Extras& GetExtras();
   const PortFacts& Facts() const { return *facts_; }
-  /// The port's own facts, to be changed. What was read of shared ones stays valid.
+  /// The port's own facts, to be changed.
   PortFacts& OwnFacts();
+  bool HasOwnFacts() const { return ownsFacts_; }
   /// Takes shared facts that say the same in place of own ones.
-  void ShareFacts(const PortFacts& shared);
-  bool HasOwnFacts() const { return ownFacts_ != nullptr; }
+  void TakeFacts(SharedFacts shared);
+  /// From here on the facts are shared ones.
+  const SharedFacts& ShareFacts();
   /// The port whose connection or value this input or setting takes: itself, or the outermost model port above.
   PortState* SourceEnd();
   /// The output that feeds this input through aliases, or null.
@@ -95,28 +97,27 @@ class PortState : public Port {
   boost::container::small_vector<boost::shared_ptr<PortConnectionState>, 1> outgoing;
   std::vector<PortState*> innerPorts;
   boost::shared_ptr<Data> defaultData;
-  std::unique_ptr<Extras> extras;
 
  private:
-  const PortFacts* facts_;
-  std::unique_ptr<PortFacts> ownFacts_;
+  bool ownsFacts_ = false;
+  SharedFacts facts_;
 };
 
-/// Callbacks that live as long as their handles. Guarded by its own lock; called outside of it.
+/// Callbacks that live as long as their handles. Guarded by a lock of their operator's; called outside of it.
 template <typename Callback>
 class CallbackList {
  public:
-  CallbackHandle Add(const Callback& callback) {
+  CallbackHandle Add(std::mutex& mutex, const Callback& callback) {
     const auto entry = boost::make_shared<Callback>(callback);
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     entries_.emplace_back(entry);
     return entry;
   }
   template <typename... Arguments>
-  void Call(const Arguments&... arguments) {
+  void Call(std::mutex& mutex, const Arguments&... arguments) {
     std::vector<boost::shared_ptr<Callback>> live;
     {
-      const std::lock_guard lock(mutex_);
+      const std::lock_guard lock(mutex);
       std::erase_if(entries_, [](const auto& entry) { return entry.expired(); });
       for (const auto& entry : entries_) live.push_back(entry.lock());
     }
@@ -126,7 +127,6 @@ class CallbackList {
   }
 
  private:
-  std::mutex mutex_;
   std::vector<boost::weak_ptr<Callback>> entries_;
 };
 
@@ -137,26 +137,31 @@ class OperatorState {
     std::optional<std::wstring> displayName, description, category, icon, keywords;
     std::wstring prototype;
     ObjectName uiProvider;
+    friend bool operator==(const Identity&, const Identity&) = default;
   };
   using PortIndex = std::unordered_map<std::wstring_view, boost::shared_ptr<Port>>;
   struct Watchers {
+    std::mutex mutex;
     CallbackList<InvalidateCallback> invalidate;
     CallbackList<MessageCallback> message;
     CallbackList<ProgressCallback> progress;
-    std::mutex messagesMutex;
     std::vector<Message> messages;
   };
 
   explicit OperatorState(Operator* op) : self(op) {}
   static OperatorState& Of(const Operator& op) { return *op.state_; }
 
-  Identity& GetIdentity();
+  /// The operator's own, to be changed.
+  Identity& OwnIdentity();
   Watchers& GetWatchers();
   /// The port's place in `ports`, or null.
   const boost::shared_ptr<Port>* FindPort(std::wstring_view name) const;
   /// Lets the operator declare its ports.
   void Declare();
-  const PortFacts* FactsForNextPort(const std::wstring& name, const ObjectName& dataType) const;
+  SharedFacts FactsForNextPort(const std::wstring& name, const ObjectName& dataType) const;
+  /// `facts` may be null.
+  boost::shared_ptr<Port> CreatePort(const std::wstring& name, const ObjectName& type, PortType portType, int position,
+                                     SharedFacts facts);
   void AddPort(const boost::shared_ptr<PortState>& port, int position);
   bool RemovePort(const Port* port);
 
@@ -184,7 +189,8 @@ class OperatorState {
   Model* process = nullptr;
   std::atomic<Watchers*> watchers{nullptr};
   std::unique_ptr<PortIndex> portsByName;  ///< only of operators with many ports
-  std::unique_ptr<Identity> identity;
+  boost::shared_ptr<const Identity> identity;  ///< null while nothing was said
+  bool ownsIdentity = false;
   std::unique_ptr<AttributeMap> attributes;
   boost::shared_ptr<void> documentSlot;
 
@@ -209,23 +215,30 @@ class ModelState {
   /// To be called where a connection from that port comes or goes.
   static void ForgetEndsAround(const PortState& source);
   std::optional<std::vector<Operator*>> ends;
+  /// Model::AliasPort. A port that is made takes the facts, where they are not null, instead of the inner port's.
+  static boost::shared_ptr<Port> AliasPort(Model& model, const boost::shared_ptr<Port>& inner,
+                                           const std::wstring& name, SharedFacts facts);
   /// Made when it is first asked for: most models run in that of another. Any thread.
   const boost::shared_ptr<ExecutionEnvironment>& GetEnvironment();
   void SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment);
   boost::shared_ptr<const std::wstring> documentFolder;  ///< null where the model came from no file
-  std::mutex temporaryMutex;
-  std::wstring temporaryDirectory;
-  std::vector<std::wstring> temporaryFiles;
-  unsigned nextTemporary = 0;
+  /// What only some models come to have. Any thread.
+  struct Temporaries {
+    std::mutex mutex;
+    std::wstring directory;
+    std::vector<std::wstring> files;
+    unsigned next = 0;
+    CallbackHandle folderHandle;
+  };
+  Temporaries& GetTemporaries();
   bool openable = true;
   bool allowsReflection = true;
   std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last
   unsigned levels = 1;  ///< of models from this one downwards; more than there are where some were removed
   std::wstring processName;
   std::wstring processNamespace;
-  CallbackHandle temporaryFolderHandle;
-
  private:
+  std::atomic<Temporaries*> temporaries_{nullptr};
   std::atomic<bool> hasEnvironment_{false};
   boost::shared_ptr<ExecutionEnvironment> environment_;
 };

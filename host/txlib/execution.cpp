@@ -234,7 +234,7 @@ void OperatorState::InvalidateFrom(std::vector<Operator*> changed) {
     if (wasExecuted) state.ClearOutputs();
     if (wasExecuted || next < direct) {
       auto* const watching = state.watchers.load();
-      if (watching && state.initialized) watching->invalidate.Call(state.self->SharedThis());
+      if (watching && state.initialized) watching->invalidate.Call(watching->mutex, state.self->SharedThis());
     }
     if (!wasExecuted) continue;  // nothing downstream has seen its data
     for (const auto& port : state.ports) {

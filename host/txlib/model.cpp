@@ -44,7 +44,7 @@ void Model::SetReportProgress(const bool& report) {
 void Model::SetOperatorProgress(const boost::shared_ptr<Operator>& op, const double& percent) {
   const OperatorState& state = OperatorState::Of(*this);
   if (!state.reportsProgress) return;
-  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(op, percent);
+  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(watchers->mutex, op, percent);
   if (state.process) state.process->SetOperatorProgress(op, percent);
 }
 
@@ -173,17 +173,26 @@ std::vector<boost::shared_ptr<Operator>> Model::GetAllOperators(bool nested) con
 }
 
 boost::shared_ptr<Port> Model::AliasPort(const boost::shared_ptr<Port>& inner, const std::wstring& name) {
+  return ModelState::AliasPort(*this, inner, name, nullptr);
+}
+
+boost::shared_ptr<Port> ModelState::AliasPort(Model& model, const boost::shared_ptr<Port>& inner,
+                                              const std::wstring& name, SharedFacts facts) {
   if (!inner) throw std::invalid_argument(KorvenLog::Narrow(L"There is no inner port for the port " + name + L"."));
   PortState& innerState = PortState::Of(*inner);
-  boost::shared_ptr<Port> outer = GetPort(name);
+  boost::shared_ptr<Port> outer = model.GetPort(name);
   if (!outer) {
     const auto& types = inner->GetSupportedDataTypes();
-    outer = CreatePort(name, types.empty() ? Data::DefaultTypeName() : types.front(), inner->GetPortType());
+    const bool isKnown = facts != nullptr;
+    outer = OperatorState::Of(model).CreatePort(name, types.empty() ? Data::DefaultTypeName() : types.front(),
+                                                inner->GetPortType(), -1, std::move(facts));
     PortState& state = PortState::Of(*outer);
-    outer->SetSupportedTypes(types);
+    if (!isKnown) {
+      outer->SetSupportedTypes(types);
+      state.OwnFacts().AddFrom(innerState.Facts());
+    }
     state.optional = innerState.optional;
     state.hidden = innerState.hidden;
-    if (innerState.extras) state.GetExtras().AddFrom(*innerState.extras);
   }
   PortState& outerState = PortState::Of(*outer);
   if (innerState.parentPort == &outerState) return outer;

@@ -49,7 +49,7 @@ class PlainFormat : public ModelFormat {
   const wchar_t* Name() const override { return kPlainName; }
   std::wstring GetExtension() const override { return kPlainExtension; }
   boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring&) override {
-    return PlainDocument::Open(kstr_ToUtf8(text));
+    return PlainDocument::OpenWide(text);
   }
   std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model) override { return Wide(PlainDocument::Save(model)); }
   ModelInfo GetModelInfoFromBuffer(const std::wstring& text) override { return PlainInfo(kstr_ToUtf8(text)); }
@@ -145,7 +145,7 @@ boost::shared_ptr<Model> ModelFormatFactory::Open(const std::wstring& file, cons
 }
 
 boost::shared_ptr<Model> ModelFormatFactory::OpenFromBuffer(const std::wstring& text, const std::wstring& format) {
-  if (format == kPlainName) return PlainDocument::Open(kstr_ToUtf8(text));
+  if (format == kPlainName) return PlainDocument::OpenWide(text);
   const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
   return found->OpenFromBuffer(text, std::wstring());
 }

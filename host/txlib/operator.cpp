@@ -44,13 +44,18 @@ std::map<std::wstring, boost::shared_ptr<korven::plugin::PluginTypeInfo>> Operat
 
 boost::shared_ptr<Port> Operator::CreatePort(const std::wstring& name, const ObjectName& type, PortType portType,
                                              int position) {
-  if (state_->FindPort(name)) {
-    throw std::invalid_argument(KorvenLog::Narrow(GetDisplayName() + L" has a port named " + name + L" already."));
+  return state_->CreatePort(name, type, portType, position, state_->FactsForNextPort(name, type));
+}
+
+boost::shared_ptr<Port> OperatorState::CreatePort(const std::wstring& name, const ObjectName& type, PortType portType,
+                                                  int position, SharedFacts facts) {
+  if (FindPort(name)) {
+    throw std::invalid_argument(
+        KorvenLog::Narrow(self->GetDisplayName() + L" has a port named " + name + L" already."));
   }
-  const auto port =
-      boost::make_shared<PortState>(this, name, type, portType, state_->FactsForNextPort(name, type));
-  state_->AddPort(port, position);
-  OnPortAdded(port);
+  const auto port = boost::make_shared<PortState>(self, name, type, portType, std::move(facts));
+  AddPort(port, position);
+  self->OnPortAdded(port);
   return port;
 }
 
@@ -142,17 +147,17 @@ std::wstring Operator::GetIcon() const {
 std::wstring Operator::GetKeywords() const {
   return state_->identity ? state_->identity->keywords.value_or(GetDefaultKeywords()) : GetDefaultKeywords();
 }
-void Operator::SetDisplayName(const std::wstring& name) { state_->GetIdentity().displayName = name; }
-void Operator::SetDescription(const std::wstring& text) { state_->GetIdentity().description = text; }
-void Operator::SetDisplayCategory(const std::wstring& category) { state_->GetIdentity().category = category; }
-void Operator::SetIcon(const std::wstring& icon) { state_->GetIdentity().icon = icon; }
-void Operator::SetKeywords(const std::wstring& keywords) { state_->GetIdentity().keywords = keywords; }
-void Operator::SetPrototype(const std::wstring& prototype) { state_->GetIdentity().prototype = prototype; }
+void Operator::SetDisplayName(const std::wstring& name) { state_->OwnIdentity().displayName = name; }
+void Operator::SetDescription(const std::wstring& text) { state_->OwnIdentity().description = text; }
+void Operator::SetDisplayCategory(const std::wstring& category) { state_->OwnIdentity().category = category; }
+void Operator::SetIcon(const std::wstring& icon) { state_->OwnIdentity().icon = icon; }
+void Operator::SetKeywords(const std::wstring& keywords) { state_->OwnIdentity().keywords = keywords; }
+void Operator::SetPrototype(const std::wstring& prototype) { state_->OwnIdentity().prototype = prototype; }
 std::wstring Operator::GetPrototype() const { return state_->identity ? state_->identity->prototype : std::wstring(); }
 void Operator::SetExpandible(bool expandible) { state_->expandible = expandible; }
 bool Operator::IsExpandible() const { return state_->expandible; }
 void Operator::SetUIProvider(const std::wstring& name, const std::wstring& nameSpace) {
-  state_->GetIdentity().uiProvider = ObjectName(nameSpace, name);
+  state_->OwnIdentity().uiProvider = ObjectName(nameSpace, name);
 }
 
 void Operator::SetAttribute(const std::wstring& key, const boost::shared_ptr<Data>& value) {
@@ -173,19 +178,19 @@ const AttributeMap& Operator::GetAttributes() const {
 
 void Operator::ClearMessageQueue() {
   auto& watchers = state_->GetWatchers();
-  const std::lock_guard lock(watchers.messagesMutex);
+  const std::lock_guard lock(watchers.mutex);
   watchers.messages.clear();
 }
 
 std::vector<Message> Operator::GetMessages() const {
   auto& watchers = state_->GetWatchers();
-  const std::lock_guard lock(watchers.messagesMutex);
+  const std::lock_guard lock(watchers.mutex);
   return watchers.messages;
 }
 
 namespace {
 void Record(OperatorState::Watchers& watchers, Issue::Severity severity, const std::wstring& text) {
-  const std::lock_guard lock(watchers.messagesMutex);
+  const std::lock_guard lock(watchers.mutex);
   watchers.messages.push_back({severity, text, std::wstring()});
 }
 }  // namespace
@@ -207,25 +212,28 @@ void Operator::SetInfoMessage(const std::wstring& text) {
 
 void Operator::CallMessageCallbacks(const boost::shared_ptr<Operator>& source, const boost::shared_ptr<Port>& port,
                                     const std::wstring& text, const std::wstring& second, Issue::Severity severity) {
-  if (auto* const watchers = state_->watchers.load()) watchers->message.Call(source, port, text, second, severity);
+  if (auto* const watchers = state_->watchers.load()) watchers->message.Call(watchers->mutex, source, port, text, second, severity);
   // Each model around may filter on the way out.
   if (state_->process) state_->process->CallMessageCallbacks(source, port, text, second, severity);
 }
 
 CallbackHandle Operator::AddOnMessageCallback(const MessageCallback& callback) {
-  return state_->GetWatchers().message.Add(callback);
+  auto& watchers = state_->GetWatchers();
+  return watchers.message.Add(watchers.mutex, callback);
 }
 CallbackHandle Operator::AddOnProgressCallback(const ProgressCallback& callback) {
-  return state_->GetWatchers().progress.Add(callback);
+  auto& watchers = state_->GetWatchers();
+  return watchers.progress.Add(watchers.mutex, callback);
 }
 CallbackHandle Operator::AddOnInvalidateCallback(const InvalidateCallback& callback) {
-  return state_->GetWatchers().invalidate.Add(callback);
+  auto& watchers = state_->GetWatchers();
+  return watchers.invalidate.Add(watchers.mutex, callback);
 }
 
 void Operator::SetProgress(double percent) {
   if (!state_->reportsProgress) return;
   const double bounded = percent > 0 ? std::min(percent, 100.0) : 0.0;  // NaN counts as no progress
-  if (auto* const watchers = state_->watchers.load()) watchers->progress.Call(SharedThis(), bounded);
+  if (auto* const watchers = state_->watchers.load()) watchers->progress.Call(watchers->mutex, SharedThis(), bounded);
   if (state_->process) state_->process->SetOperatorProgress(SharedThis(), bounded);
 }
 void Operator::SetReportProgress(const bool& report) { state_->reportsProgress = report; }

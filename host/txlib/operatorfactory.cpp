@@ -1,9 +1,12 @@
 #include <mutex>
+#include <shared_mutex>
 #include <unordered_map>
 
+#include "operatormaker.h"
 #include "plugin/pluginmanager.h"
 #include "txlib/builtin.h"
 #include "txlib/factories.h"
+#include "txlib/model.h"
 
 namespace Tamrin::Tessera {
 
@@ -21,15 +24,49 @@ boost::shared_ptr<Operator> Make(AvailablePluginProxy& proxy) {
   return made;
 }
 
+/// The plain container is in no catalogue.
+boost::shared_ptr<Operator> MakePlainModel() {
+  const auto model = boost::make_shared<Model>();
+  model->Initialize();
+  return model;
+}
+
+using ProxyPtr = boost::shared_ptr<AvailablePluginProxy>;
+
+/// Names that were found once: a name that is taken stays with who took it.
+class FoundProxies {
+ public:
+  static FoundProxies& Instance() {
+    static FoundProxies& found = *new FoundProxies;
+    return found;
+  }
+  ProxyPtr Find(const std::wstring& dotted) const {
+    const std::shared_lock lock(mutex_);
+    const auto found = proxies_.find(dotted);
+    return found == proxies_.end() ? nullptr : found->second;
+  }
+  void Keep(const std::wstring& dotted, const ProxyPtr& proxy) {
+    const std::unique_lock lock(mutex_);
+    proxies_.try_emplace(dotted, proxy);
+  }
+
+ private:
+  mutable std::shared_mutex mutex_;
+  std::unordered_map<std::wstring, ProxyPtr> proxies_;
+};
+
 /// An operator is registered under its dotted name, or under its plain one in whatever namespace it says.
-boost::shared_ptr<Operator> CreateFromManager(const std::wstring& nameSpace, const std::wstring& name) {
+ProxyPtr FindProxy(const std::wstring& nameSpace, const std::wstring& name) {
+  const std::wstring dotted = nameSpace + L"." + name;
+  if (const auto known = FoundProxies::Instance().Find(dotted)) return known;
   EnsureBuiltIns();
   PluginManager& manager = PluginManager::Instance();
-  for (const std::wstring& registered : {nameSpace + L"." + name, name}) {
+  for (const std::wstring& registered : {dotted, name}) {
     const auto proxy = manager.Find(kCategory, registered);
-    if (!proxy) continue;
-    const auto made = Make(*proxy);
-    if (made && made->GetOperatorNamespace() == nameSpace) return made;
+    const auto made = proxy ? Make(*proxy) : nullptr;
+    if (!made || made->GetOperatorNamespace() != nameSpace) continue;
+    FoundProxies::Instance().Keep(dotted, proxy);
+    return proxy;
   }
   return nullptr;
 }
@@ -57,12 +94,18 @@ std::unordered_map<std::wstring, Facts> CollectPrototypes() {
 
 }  // namespace
 
+OperatorMaker FindOperatorMaker(const std::wstring& nameSpace, const std::wstring& name) {
+  if (const auto proxy = FindProxy(nameSpace, name)) return [proxy] { return Make(*proxy); };
+  return nameSpace == L"VANTIX" && name == L"Model" ? &MakePlainModel : OperatorMaker();
+}
+
 boost::shared_ptr<Operator> OperatorFactory::Create(const std::wstring& nameSpace, const std::wstring& name) {
-  return CreateFromManager(nameSpace, name);
+  const auto proxy = FindProxy(nameSpace, name);
+  return proxy ? Make(*proxy) : nullptr;
 }
 
 bool OperatorFactory::Contains(const std::wstring& nameSpace, const std::wstring& name) {
-  return Create(nameSpace, name) != nullptr;
+  return FindProxy(nameSpace, name) != nullptr;
 }
 
 Facts OperatorFactory::GetPluginTypeInfoByPrototype(const std::wstring& prototype) {

@@ -10,6 +10,7 @@ namespace Tamrin::Tessera {
 /// ports are made by the reader of the document.
 class OperatorNotFound : public Operator {
  public:
+  static boost::shared_ptr<OperatorNotFound> Make();
   void DeclarePorts() override {}
   const wchar_t* GetDefaultOperatorName() const override { return L"OperatorNotFound"; }
   const wchar_t* GetDefaultDisplayName() const override { return L""; }

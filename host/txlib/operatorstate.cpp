@@ -13,9 +13,10 @@ TESSERA_FAST_TLS thread_local std::vector<Operator*>* OperatorState::collector_ 
 
 OperatorState::~OperatorState() { delete watchers.load(); }
 
-OperatorState::Identity& OperatorState::GetIdentity() {
-  if (!identity) identity = std::make_unique<Identity>();
-  return *identity;
+OperatorState::Identity& OperatorState::OwnIdentity() {
+  if (!ownsIdentity) identity = identity ? boost::make_shared<Identity>(*identity) : boost::make_shared<Identity>();
+  ownsIdentity = true;
+  return const_cast<Identity&>(*identity);  // nobody else has it
 }
 
 OperatorState::Watchers& OperatorState::GetWatchers() {

@@ -12,25 +12,52 @@ namespace {
 
 using namespace DocumentKeys;
 
-/// Parsed texts, the last used first.
+/// What is known of texts that were opened before, the last used first.
 class ParsedTexts {
  public:
-  bool Find(std::string_view text, JsonValue& json) {
+  struct Known {
+    JsonValue json;
+    bool wasRead = false;                         ///< the text was opened more than once
+    boost::shared_ptr<const DocumentSteps> steps;  ///< null where the text is to be read again each time
+  };
+
+  bool Find(std::string_view text, Known& known) {
     const std::size_t hash = std::hash<std::string_view>()(text);
     const std::lock_guard lock(mutex_);
     for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
       if (entry->hash != hash || entry->text != text) continue;
-      json = entry->json;
+      known = entry->known;
+      entry->known.wasRead = true;
       entries_.splice(entries_.begin(), entries_, entry);
       return true;
     }
     return false;
   }
+  /// The steps of a text that was last asked for as wide text; null for any other.
+  boost::shared_ptr<const DocumentSteps> FindSteps(std::wstring_view text) {
+    const std::lock_guard lock(mutex_);
+    for (const Entry& entry : entries_) {
+      if (entry.wide == text) return entry.known.steps;
+    }
+    return nullptr;
+  }
   void Keep(std::string_view text, const JsonValue& json) {
     std::list<Entry> dropped;  // destroyed outside of the lock
     const std::lock_guard lock(mutex_);
-    entries_.push_front({std::hash<std::string_view>()(text), std::string(text), json});
+    entries_.push_front({std::hash<std::string_view>()(text), std::string(text), {}, {json, false, nullptr}});
     if (entries_.size() > kMost) dropped.splice(dropped.begin(), entries_, std::prev(entries_.end()));
+  }
+  void KeepSteps(std::string_view text, const boost::shared_ptr<const DocumentSteps>& steps) {
+    const std::lock_guard lock(mutex_);
+    for (Entry& entry : entries_) {
+      if (entry.text == text) entry.known.steps = steps;
+    }
+  }
+  void KeepWide(std::string_view text, const std::wstring& wide) {
+    const std::lock_guard lock(mutex_);
+    for (Entry& entry : entries_) {
+      if (entry.text == text) entry.wide = wide;
+    }
   }
 
  private:
@@ -38,7 +65,8 @@ class ParsedTexts {
   struct Entry {
     std::size_t hash;
     std::string text;
-    JsonValue json;
+    std::wstring wide;
+    Known known;
   };
   std::mutex mutex_;
   std::list<Entry> entries_;
@@ -66,8 +94,9 @@ class NoEvents : public korven::jsonlib::EventHandler {
   bool EndArray() override { return true; }
 };
 
-bool Parse(std::string_view text, JsonValue& json, DocumentFaults& faults, DocumentProblem& problem) {
-  if (Texts().Find(text, json)) return true;
+bool Parse(std::string_view text, ParsedTexts::Known& known, DocumentFaults& faults, DocumentProblem& problem) {
+  if (Texts().Find(text, known)) return true;
+  JsonValue& json = known.json;
   std::string error;
   bool hasEqualKeys = false;
   if (json.DeserializeUtf8(text, true, &error, &hasEqualKeys)) {
@@ -107,45 +136,73 @@ void CheckVersion(DocumentReading& reading, const JsonValue& json) {
                                            L"needed");
 }
 
-boost::shared_ptr<Model> MakeOutermost(DocumentReading& reading, const JsonValue& json) {
+/// False, and a fault, where the outermost model can't be made.
+bool MakeOutermost(DocumentReading& reading, const JsonValue& json) {
   const DocumentPlace root;
   const JsonValue* name = json.Find(kModel[OperatorOf]);
   const DocumentPlace place(root, kModel[OperatorOf]);
-  boost::shared_ptr<Model> model;
-  if (!name || (reading.IsText(*name, place) && name->AsUtf8() == "VANTIX.Model")) {
-    model = boost::make_shared<Model>();
-    model->Initialize();
-  } else if (name->IsString()) {
-    // Without its operator nothing could be run or shown.
-    reading.unknownOperatorIsError = true;
-    const auto made = reading.Create(name->AsUtf8(), place);
-    model = boost::dynamic_pointer_cast<Model>(made);
-    if (made && !model) reading.WrongType(*name, place, L"the name of an operator that holds a model");
-  }
-  if (model && !DocumentFolderScope::Current().empty())
-    model->SetDocumentFolder(DocumentFolderScope::Current());
-  return model;
+  if (name && !reading.IsText(*name, place)) return false;
+  // Without its operator nothing could be run or shown.
+  reading.unknownOperatorIsError = true;
+  const OperatorMaker maker = reading.FindMaker(name ? name->AsUtf8() : "VANTIX.Model", place);
+  if (!maker) return false;
+  const auto memory = boost::make_shared<DocumentMemory>();
+  bool isModel = false;
+  reading.Guard(place, [&] {
+    reading.Do([maker, memory](DocumentCopy& copy) {
+      const auto op = maker();
+      DocumentSlot(*op) = memory;
+      auto* const model = dynamic_cast<Model*>(op.get());
+      if (model) ModelState::Of(*model).documentFolder = DocumentFolderScope::Shared();
+      copy.Add(op);
+    });
+    isModel = dynamic_cast<Model*>(reading.made.Op(0).get()) != nullptr;
+    if (!isModel) reading.WrongType(*name, place, L"the name of an operator that holds a model");
+  });
+  return isModel;
 }
 
+/// Null where there are no steps, or where an operator is no longer as it was; then the text has to be read.
+boost::shared_ptr<Model> Repeat(const boost::shared_ptr<const DocumentSteps>& steps) {
+  if (!steps) return nullptr;
+  try {
+    return steps->Repeat();
+  } catch (const CancellationBase&) {
+    throw;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+/// Reads the text, or, where it was read before without a fault, does again what was done then.
 boost::shared_ptr<Model> Read(std::string_view text, bool checking, std::vector<DocumentProblem>& problems) {
-  JsonValue json;
+  ParsedTexts::Known known;
   DocumentReading reading;
   DocumentProblem malformed;
-  if (!Parse(text, json, reading.faults, malformed)) {
+  if (!Parse(text, known, reading.faults, malformed)) {
     problems.push_back(std::move(malformed));
     return nullptr;
   }
+  if (known.wasRead && !checking) {
+    if (const auto copy = Repeat(known.steps)) return copy;
+    reading.steps = boost::make_shared<DocumentSteps>();
+  }
   boost::shared_ptr<Model> model;
-  if (reading.IsObject(json, {})) {
-    CheckVersion(reading, json);
+  if (reading.IsObject(known.json, {})) {
+    CheckVersion(reading, known.json);
     // A document of another format or version would only bring faults that are none.
-    if (!reading.faults.HasErrors()) model = MakeOutermost(reading, json);
-    if (model) {
+    if (!reading.faults.HasErrors() && MakeOutermost(reading, known.json)) {
+      model = boost::static_pointer_cast<Model>(reading.made.Op(0));
       reading.unknownOperatorIsError = checking;
-      DocumentModelReader(reading, model, json, {}, true).Read();
+      DocumentModelReader(reading, 0, known.json, {}, true).Read();
     }
   }
-  if (!reading.faults.IsEmpty()) problems = reading.faults.TakeLocated(text);
+  if (!reading.faults.IsEmpty()) {
+    problems = reading.faults.TakeLocated(text);
+  } else if (reading.steps) {
+    reading.steps->ShareFacts(reading.made);
+    Texts().KeepSteps(text, reading.steps);
+  }
   return model;
 }
 
@@ -160,6 +217,14 @@ boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem
     if (!problem.warning) throw DocumentException(std::move(problems));
   }
   if (warnings) warnings->insert(warnings->end(), problems.begin(), problems.end());
+  return model;
+}
+
+boost::shared_ptr<Model> OpenWide(const std::wstring& text) {
+  if (const auto copy = Repeat(Texts().FindSteps(text))) return copy;
+  const std::string utf8 = kstr_ToUtf8(text);
+  auto model = Open(utf8);
+  Texts().KeepWide(utf8, text);
   return model;
 }
 

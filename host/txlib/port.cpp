@@ -45,11 +45,6 @@ const PortState& State(const Port* port) { return PortState::Of(*port); }
 
 boost::shared_ptr<Port> Shared(PortState* port) { return port ? port->shared_from_this() : nullptr; }
 
-const std::vector<ObjectName>& NoTypes() {
-  static const std::vector<ObjectName> none;
-  return none;
-}
-
 bool Contains(const std::vector<ObjectName>& types, const ObjectName& type) {
   return std::find(types.begin(), types.end(), type) != types.end();
 }
@@ -64,27 +59,30 @@ boost::shared_ptr<Port> PortConnection::GetDestination() const {
 }
 
 PortState::PortState(Operator* owningOperator, const std::wstring& portName, const ObjectName& dataType,
-                     PortType portType, const PortFacts* shared)
-    : owner(owningOperator), type(portType), facts_(shared) {
+                     PortType portType, SharedFacts shared)
+    : owner(owningOperator), type(portType), facts_(std::move(shared)) {
   if (facts_) return;
-  ownFacts_ = std::make_unique<PortFacts>();
-  ownFacts_->name = portName;
-  ownFacts_->types.push_back(dataType);
-  facts_ = ownFacts_.get();
+  const auto own = boost::make_shared<PortFacts>();
+  own->name = portName;
+  own->types.push_back(dataType);
+  facts_ = own;
+  ownsFacts_ = true;
 }
 
 PortFacts& PortState::OwnFacts() {
-  if (!ownFacts_) {
-    ownFacts_ = std::make_unique<PortFacts>(*facts_);
-    facts_ = ownFacts_.get();
-  }
-  return *ownFacts_;
+  if (!ownsFacts_) facts_ = boost::make_shared<PortFacts>(*facts_);
+  ownsFacts_ = true;
+  return const_cast<PortFacts&>(*facts_);  // nobody else has them
 }
 
-void PortState::ShareFacts(const PortFacts& shared) {
-  if (!ownFacts_ || *ownFacts_ != shared) return;
-  facts_ = &shared;
-  ownFacts_.reset();
+void PortState::TakeFacts(SharedFacts shared) {
+  facts_ = std::move(shared);
+  ownsFacts_ = false;
+}
+
+const SharedFacts& PortState::ShareFacts() {
+  ownsFacts_ = false;
+  return facts_;
 }
 
 PortState::~PortState() { Detach(); }
@@ -112,24 +110,6 @@ void PortState::Detach() {
 void PortState::Forget(const boost::shared_ptr<PortConnectionState>& connection) {
   outgoing.erase(std::remove(outgoing.begin(), outgoing.end(), connection), outgoing.end());
   ModelState::ForgetEndsAround(*this);
-}
-
-void PortState::Extras::AddFrom(const Extras& others) {
-  const auto addTypes = [](std::vector<ObjectName>& types, const std::vector<ObjectName>& added) {
-    for (const ObjectName& type : added) {
-      if (!Contains(types, type)) types.push_back(type);
-    }
-  };
-  addTypes(extraTypes, others.extraTypes);
-  addTypes(excludedTypes, others.excludedTypes);
-  attributes.insert(others.attributes.begin(), others.attributes.end());
-  typeAttributes.insert(others.typeAttributes.begin(), others.typeAttributes.end());
-  if (uiProvider == ObjectName()) uiProvider = others.uiProvider;
-}
-
-PortState::Extras& PortState::GetExtras() {
-  if (!extras) extras = std::make_unique<Extras>();
-  return *extras;
 }
 
 PortState* PortState::SourceEnd() {
@@ -252,22 +232,20 @@ void Port::AddSupportedType(const ObjectName& type) {
   if (!Contains(State(this).Facts().types, type)) State(this).OwnFacts().types.push_back(type);
 }
 void Port::AddExtraSupportedType(const ObjectName& type) {
-  auto& types = State(this).GetExtras().extraTypes;
-  if (!Contains(types, type)) types.push_back(type);
+  if (!Contains(State(this).Facts().extraTypes, type)) State(this).OwnFacts().extraTypes.push_back(type);
 }
 void Port::AddExcludedType(const ObjectName& type) {
-  auto& types = State(this).GetExtras().excludedTypes;
-  if (!Contains(types, type)) types.push_back(type);
+  if (!Contains(State(this).Facts().excludedTypes, type)) State(this).OwnFacts().excludedTypes.push_back(type);
 }
 void Port::SetSupportedTypes(const std::vector<ObjectName>& types) {
   if (types != State(this).Facts().types) State(this).OwnFacts().types = types;
 }
 const std::vector<ObjectName>& Port::GetSupportedDataTypes() const { return State(this).Facts().types; }
 const std::vector<ObjectName>& Port::GetExtraSupportedDataTypes() const {
-  return State(this).extras ? State(this).extras->extraTypes : NoTypes();
+  return State(this).Facts().extraTypes;
 }
 const std::vector<ObjectName>& Port::GetExcludedDataTypes() const {
-  return State(this).extras ? State(this).extras->excludedTypes : NoTypes();
+  return State(this).Facts().excludedTypes;
 }
 bool Port::SupportsType(const ObjectName& type) const {
   if (Contains(GetExcludedDataTypes(), type)) return false;
@@ -277,7 +255,9 @@ bool Port::SupportsType(const ObjectName& type) const {
 }
 
 void Port::SetAttribute(const std::wstring& key, const boost::shared_ptr<Data>& value) {
-  State(this).GetExtras().attributes[key] = value;
+  const auto& attributes = State(this).Facts().attributes;
+  const auto known = attributes.find(key);
+  if (known == attributes.end() || known->second != value) State(this).OwnFacts().attributes[key] = value;
 }
 boost::shared_ptr<Data> Port::GetAttribute(const std::wstring& key) const {
   const auto& attributes = GetAttributeMap();
@@ -285,21 +265,19 @@ boost::shared_ptr<Data> Port::GetAttribute(const std::wstring& key) const {
   return found == attributes.end() ? nullptr : found->second;
 }
 const AttributeMap& Port::GetAttributeMap() const {
-  static const AttributeMap none;
-  return State(this).extras ? State(this).extras->attributes : none;
+  return State(this).Facts().attributes;
 }
 boost::shared_ptr<Data> Port::GetDataTypeAttribute(const ObjectName& type, const std::wstring& key) const {
-  if (!State(this).extras) return nullptr;
-  const auto& attributes = State(this).extras->typeAttributes;
+  const auto& attributes = State(this).Facts().typeAttributes;
   const auto found = attributes.find({type, key});
   return found == attributes.end() ? nullptr : found->second;
 }
 void Port::SetDataTypeAttribute(const ObjectName& type, const std::wstring& key,
                                 const boost::shared_ptr<Data>& value) {
-  State(this).GetExtras().typeAttributes[{type, key}] = value;
+  if (GetDataTypeAttribute(type, key) != value) State(this).OwnFacts().typeAttributes[{type, key}] = value;
 }
 void Port::SetUIProvider(const std::wstring& name, const std::wstring& nameSpace) {
-  State(this).GetExtras().uiProvider = ObjectName(nameSpace, name);
+  State(this).OwnFacts().uiProvider = ObjectName(nameSpace, name);
 }
 
 boost::shared_ptr<Operator> Port::TryGetOperator() const {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <mutex>
 #include <typeinfo>
 #include <unordered_map>
@@ -9,6 +10,30 @@ namespace Tamrin::Tessera {
 
 namespace {
 
+bool IsSameValue(const boost::shared_ptr<Data>& a, const boost::shared_ptr<Data>& b) {
+  if (a == b) return true;
+  return a && b && a->GetDataTypeName() == b->GetDataTypeName() && a->ToString() == b->ToString();
+}
+
+template <typename Map>
+bool AreSameValues(const Map& a, const Map& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& left, const auto& right) {
+    return left.first == right.first && IsSameValue(left.second, right.second);
+  });
+}
+
+void AddTypes(std::vector<ObjectName>& types, const std::vector<ObjectName>& added) {
+  for (const ObjectName& type : added) {
+    if (std::find(types.begin(), types.end(), type) == types.end()) types.push_back(type);
+  }
+}
+
+/// What the objects of a class share: facts of the ports that it declares, in their order, and its own texts.
+struct ClassFacts {
+  std::vector<SharedFacts> ports;
+  boost::shared_ptr<const OperatorState::Identity> identity;
+};
+
 /// The facts by class, kept by its type_info. Never destroyed: ports refer to them to the very end.
 class FactsOfClasses {
  public:
@@ -16,68 +41,106 @@ class FactsOfClasses {
     static FactsOfClasses& facts = *new FactsOfClasses;
     return facts;
   }
-  const ClassPorts* Find(const std::type_info& type) {
+  const ClassFacts* Find(const std::type_info& type) {
     const std::lock_guard lock(mutex_);
     const auto found = classes_.find(&type);
     return found == classes_.end() ? nullptr : &found->second;
   }
   /// The first object of a class says what those that follow may share.
-  const ClassPorts& Publish(const std::type_info& type, ClassPorts ports) {
+  void Publish(const std::type_info& type, ClassFacts facts) {
     const std::lock_guard lock(mutex_);
-    return classes_.try_emplace(&type, std::move(ports)).first->second;
+    classes_.try_emplace(&type, std::move(facts));
   }
 
  private:
   std::mutex mutex_;
-  std::unordered_map<const std::type_info*, ClassPorts> classes_;
+  std::unordered_map<const std::type_info*, ClassFacts> classes_;
 };
 
-const ClassPorts* FindClassPorts(const std::type_info& type) {
-  static thread_local std::unordered_map<const std::type_info*, const ClassPorts*> known;
-  const ClassPorts*& ports = known[&type];
-  if (!ports) ports = FactsOfClasses::Instance().Find(type);
-  return ports;
+const ClassFacts* FindClassFacts(const std::type_info& type) {
+  static thread_local std::unordered_map<const std::type_info*, const ClassFacts*> known;
+  const ClassFacts*& facts = known[&type];
+  if (!facts) facts = FactsOfClasses::Instance().Find(type);
+  return facts;
+}
+
+/// A reference without a count, so that threads that make objects of a class do not meet at it.
+template <typename T>
+boost::shared_ptr<const T> Uncounted(const boost::shared_ptr<const T>& kept) {
+  return boost::shared_ptr<const T>(boost::shared_ptr<void>(), kept.get());
+}
+
+/// A copy that is never destroyed.
+template <typename T>
+boost::shared_ptr<const T> Kept(const T& facts) {
+  return Uncounted(boost::shared_ptr<const T>(new T(facts), [](const T*) {}));
 }
 
 /// Those of the operator that declares its ports on this thread.
-thread_local const ClassPorts* declaring = nullptr;
+thread_local const ClassFacts* declaring = nullptr;
 
 class DeclaringScope {
  public:
-  explicit DeclaringScope(const ClassPorts* ports) : outer_(std::exchange(declaring, ports)) {}
+  explicit DeclaringScope(const ClassFacts* facts) : outer_(std::exchange(declaring, facts)) {}
   ~DeclaringScope() { declaring = outer_; }
   DeclaringScope(const DeclaringScope&) = delete;
   DeclaringScope& operator=(const DeclaringScope&) = delete;
 
  private:
-  const ClassPorts* outer_;
+  const ClassFacts* outer_;
 };
 
 }  // namespace
 
+bool PortFacts::IsPlain() const {
+  return displayName.empty() && types.size() == 1 && extraTypes.empty() && excludedTypes.empty() &&
+         attributes.empty() && typeAttributes.empty() && uiProvider == ObjectName();
+}
+
+bool PortFacts::SaysTheSame(const PortFacts& other) const {
+  return name == other.name && displayName == other.displayName && types == other.types &&
+         extraTypes == other.extraTypes && excludedTypes == other.excludedTypes && uiProvider == other.uiProvider &&
+         AreSameValues(attributes, other.attributes) && AreSameValues(typeAttributes, other.typeAttributes);
+}
+
+void PortFacts::AddFrom(const PortFacts& inner) {
+  AddTypes(extraTypes, inner.extraTypes);
+  AddTypes(excludedTypes, inner.excludedTypes);
+  attributes.insert(inner.attributes.begin(), inner.attributes.end());
+  typeAttributes.insert(inner.typeAttributes.begin(), inner.typeAttributes.end());
+  if (uiProvider == ObjectName()) uiProvider = inner.uiProvider;
+}
+
 void OperatorState::Declare() {
   const std::type_info& type = typeid(*self);
-  const ClassPorts* shared = FindClassPorts(type);
+  const ClassFacts* const shared = FindClassFacts(type);
   {
     const DeclaringScope scope(shared);
-    if (shared) ports.reserve(shared->size());
+    if (shared) ports.reserve(shared->ports.size());
     self->DeclarePorts();
   }
   if (!shared) {
-    ClassPorts facts;
-    for (const auto& port : ports) facts.push_back(std::make_unique<PortFacts>(PortState::Of(*port).Facts()));
-    shared = &FactsOfClasses::Instance().Publish(type, std::move(facts));
+    ClassFacts facts;
+    for (const auto& port : ports) facts.ports.push_back(Kept(PortState::Of(*port).Facts()));
+    if (identity) facts.identity = Kept(*identity);
+    FactsOfClasses::Instance().Publish(type, std::move(facts));
+    return;
+  }
+  if (ownsIdentity && shared->identity && *identity == *shared->identity) {
+    identity = shared->identity;
+    ownsIdentity = false;
   }
   if (portsByName) return;  // refers to the names where they are
-  for (std::size_t i = 0; i < ports.size() && i < shared->size(); ++i)
-    PortState::Of(*ports[i]).ShareFacts(*(*shared)[i]);
+  for (std::size_t i = 0; i < ports.size() && i < shared->ports.size(); ++i) {
+    PortState& port = PortState::Of(*ports[i]);
+    if (port.HasOwnFacts() && port.Facts().SaysTheSame(*shared->ports[i])) port.TakeFacts(shared->ports[i]);
+  }
 }
 
-const PortFacts* OperatorState::FactsForNextPort(const std::wstring& name, const ObjectName& dataType) const {
-  if (!declaring || ports.size() >= declaring->size()) return nullptr;
-  const PortFacts& next = *(*declaring)[ports.size()];
-  const bool isAsCreated = next.displayName.empty() && next.types.size() == 1;
-  return isAsCreated && next.name == name && next.types.front() == dataType ? &next : nullptr;
+SharedFacts OperatorState::FactsForNextPort(const std::wstring& name, const ObjectName& dataType) const {
+  if (!declaring || ports.size() >= declaring->ports.size()) return nullptr;
+  const SharedFacts& next = declaring->ports[ports.size()];
+  return next->IsPlain() && next->name == name && next->types.front() == dataType ? next : nullptr;
 }
 
 }  // namespace Tamrin::Tessera

@@ -105,30 +105,41 @@ void TemporaryFolder::RemoveAll() {
   for (const std::wstring& file : Files()) ::unlink(kfnp_ToNative(file).c_str());
 }
 
+ModelState::Temporaries& ModelState::GetTemporaries() {
+  if (Temporaries* const known = temporaries_.load()) return *known;
+  auto made = std::make_unique<Temporaries>();
+  Temporaries* none = nullptr;
+  if (temporaries_.compare_exchange_strong(none, made.get())) return *made.release();
+  return *none;  // another thread was first
+}
+
 std::wstring Model::GetTemporaryDirectory() {
-  const std::lock_guard lock(modelState_->temporaryMutex);
-  if (modelState_->temporaryDirectory.empty()) {
-    modelState_->temporaryFolderHandle = TemporaryFolder::Create(modelState_->temporaryDirectory);
-  }
-  return modelState_->temporaryDirectory;
+  ModelState::Temporaries& temporaries = modelState_->GetTemporaries();
+  const std::lock_guard lock(temporaries.mutex);
+  if (temporaries.directory.empty()) temporaries.folderHandle = TemporaryFolder::Create(temporaries.directory);
+  return temporaries.directory;
 }
 
 std::wstring Model::GenerateTemporaryFileName(const std::wstring& prefix, const std::wstring& extension) {
   const std::wstring folder = GetTemporaryDirectory();
-  const std::lock_guard lock(modelState_->temporaryMutex);
+  ModelState::Temporaries& temporaries = modelState_->GetTemporaries();
+  const std::lock_guard lock(temporaries.mutex);
   const std::wstring stem = prefix.empty() ? L"temporary" : prefix;
-  return folder + L"/" + stem + std::to_wstring(++modelState_->nextTemporary) + extension;
+  return folder + L"/" + stem + std::to_wstring(++temporaries.next) + extension;
 }
 
 void Model::RegisterTemporaryFile(const std::wstring& name) {
-  const std::lock_guard lock(modelState_->temporaryMutex);
-  modelState_->temporaryFiles.push_back(name);
+  ModelState::Temporaries& temporaries = modelState_->GetTemporaries();
+  const std::lock_guard lock(temporaries.mutex);
+  temporaries.files.push_back(name);
   const std::lock_guard guard(foldersMutex);
   Files().insert(name);
 }
 
 ModelState::~ModelState() {
-  for (const std::wstring& file : temporaryFiles) {
+  const std::unique_ptr<Temporaries> temporaries(temporaries_.load());
+  if (!temporaries) return;
+  for (const std::wstring& file : temporaries->files) {
     std::error_code ignored;
     fs::remove(kfnp_ToNative(file), ignored);
     const std::lock_guard guard(foldersMutex);

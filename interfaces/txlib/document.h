@@ -37,6 +37,8 @@ namespace PlainDocument {
 /// Raises DocumentException. Warnings (unknown keys, values outside "AcceptableValues") go to `warnings` where
 /// it is given. The parsed form of a text is kept for the next opening of the same text.
 boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem>* warnings = nullptr);
+/// The same for wide text, without turning it when it is the same text again.
+boost::shared_ptr<Model> OpenWide(const std::wstring& text);
 /// Faults and warnings in the order of the text; never raises for them.
 std::vector<DocumentProblem> Check(std::string_view utf8);
 std::string Save(const boost::shared_ptr<Model>& model);
@@ -45,16 +47,19 @@ std::string Save(const boost::shared_ptr<Model>& model);
 /// The folder that relative names in documents opened on this thread are taken from while it lives.
 class DocumentFolderScope {
  public:
-  explicit DocumentFolderScope(std::wstring folder);
+  /// An empty name: the working folder.
+  explicit DocumentFolderScope(const std::wstring& folder);
   ~DocumentFolderScope();
   DocumentFolderScope(const DocumentFolderScope&) = delete;
   DocumentFolderScope& operator=(const DocumentFolderScope&) = delete;
-  static const std::wstring& Current();
+  static std::wstring Current();
+  /// The same as it is kept by the models that are opened; null for the working folder.
+  static const boost::shared_ptr<const std::wstring>& Shared();
   /// Documents that are being opened inside each other.
   static unsigned Depth();
 
  private:
-  std::wstring outer_;
+  boost::shared_ptr<const std::wstring> outer_;
 };
 
 }  // namespace Tamrin::Tessera
