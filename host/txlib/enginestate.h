@@ -6,13 +6,14 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include <boost/container/small_vector.hpp>
+#include <boost/intrusive/list.hpp>
 
 #include "txlib/model.h"
 #include "txlib/operator.h"
@@ -37,6 +38,7 @@ struct PortFacts {
   AttributeMap attributes;
   std::map<std::pair<ObjectName, std::wstring>, boost::shared_ptr<Data>> typeAttributes;
   ObjectName uiProvider;
+  boost::shared_ptr<Data> defaultData;
 
   /// True of a port of one type of which nothing else was said.
   bool IsPlain() const;
@@ -47,7 +49,10 @@ struct PortFacts {
 };
 using SharedFacts = boost::shared_ptr<const PortFacts>;
 
-class PortConnectionState : public PortConnection {
+/// Kept alive by its input; its output has it in a list.
+class PortConnectionState : public PortConnection,
+                            public boost::intrusive::list_base_hook<
+                                boost::intrusive::link_mode<boost::intrusive::normal_link>> {
  public:
   static constexpr std::int32_t kNotInDocument = -1;
   std::int32_t documentIndex = kNotInDocument;  ///< among the connections of its model in the document
@@ -77,13 +82,19 @@ class PortState : public Port {
   PortState* SourceEnd();
   /// The output that feeds this input through aliases, or null.
   PortState* Feeder();
-  const boost::shared_ptr<Data>& OwnOrDefault() const { return data ? data : defaultData; }
+  const boost::shared_ptr<Data>& OwnOrDefault() const { return data ? data : Facts().defaultData; }
   /// Data as seen along aliases, once everything that feeds it has run.
   boost::shared_ptr<Data> ValueAlongAliases() const;
   const boost::shared_ptr<Data>& OutputData() const;
   void AnswerTo(const DataRequest& request, const boost::shared_ptr<Data>& answer);
   /// Takes a connection out of `outgoing`.
-  void Forget(const boost::shared_ptr<PortConnectionState>& connection);
+  void Forget(PortConnectionState& connection);
+  /// The inner ports that this port of a model leads to.
+  std::span<PortState* const> Inner() const {
+    return inner_ ? std::span<PortState* const>(*inner_) : std::span<PortState* const>();
+  }
+  void AddInner(PortState& inner);
+  void RemoveInner(PortState& inner);
   /// Cuts connections and aliases.
   void Detach();
 
@@ -91,15 +102,18 @@ class PortState : public Port {
   const PortType type;
   bool optional = false;
   bool hidden = false;
-  boost::shared_ptr<Data> data;
-  boost::shared_ptr<PortConnectionState> incoming;
-  PortState* parentPort = nullptr;
-  boost::container::small_vector<boost::shared_ptr<PortConnectionState>, 1> outgoing;
-  std::vector<PortState*> innerPorts;
-  boost::shared_ptr<Data> defaultData;
 
  private:
   bool ownsFacts_ = false;
+
+ public:
+  boost::shared_ptr<Data> data;
+  boost::shared_ptr<PortConnectionState> incoming;
+  PortState* parentPort = nullptr;
+  boost::intrusive::list<PortConnectionState, boost::intrusive::constant_time_size<false>> outgoing;
+
+ private:
+  std::unique_ptr<std::vector<PortState*>> inner_;  ///< few ports have any
   SharedFacts facts_;
 };
 
@@ -182,15 +196,15 @@ class OperatorState {
   std::atomic<bool> reportsProgress{true};
   bool expandible = false;
   bool initialized = false;
+  bool ownsIdentity = false;
   bool inParents = false;  ///< its parents are being run; written by the thread that has the operator
   std::atomic<std::uintptr_t> runner{0};
   std::vector<boost::shared_ptr<Port>> ports;
-  std::vector<boost::weak_ptr<Operator>> orderParents;
   Model* process = nullptr;
   std::atomic<Watchers*> watchers{nullptr};
   std::unique_ptr<PortIndex> portsByName;  ///< only of operators with many ports
   boost::shared_ptr<const Identity> identity;  ///< null while nothing was said
-  bool ownsIdentity = false;
+  std::unique_ptr<std::vector<boost::weak_ptr<Operator>>> orderParents;
   std::unique_ptr<AttributeMap> attributes;
   boost::shared_ptr<void> documentSlot;
 

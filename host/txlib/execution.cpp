@@ -167,8 +167,10 @@ void Operator::ExecuteParents() {
     if (OperatorState::collector_) OperatorState::collector_->push_back(&parent);
     else parent.Execute();
   };
-  for (const auto& parent : state_->orderParents) {
-    if (const auto live = parent.lock()) run(*live);
+  if (state_->orderParents) {
+    for (const auto& parent : *state_->orderParents) {
+      if (const auto live = parent.lock()) run(*live);
+    }
   }
   for (const auto& port : state_->ports) {
     PortState& input = PortState::Of(*port);
@@ -205,15 +207,15 @@ namespace {
 
 /// The operators that read a port's data: along connections, through aliases inwards and outwards.
 void CollectReaders(const PortState& port, std::vector<Operator*>& readers) {
-  for (const PortState* inner : port.innerPorts) {
+  for (const PortState* inner : port.Inner()) {
     if (inner->type == PortType::Output || !inner->owner) continue;
     readers.push_back(inner->owner);
     CollectReaders(*inner, readers);
   }
   for (const auto& connection : port.outgoing) {
-    if (!connection->destination || !connection->destination->owner) continue;
-    readers.push_back(connection->destination->owner);
-    CollectReaders(*connection->destination, readers);
+    if (!connection.destination || !connection.destination->owner) continue;
+    readers.push_back(connection.destination->owner);
+    CollectReaders(*connection.destination, readers);
   }
   if (port.type == PortType::Output && port.parentPort) CollectReaders(*port.parentPort, readers);
 }

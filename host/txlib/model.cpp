@@ -57,7 +57,7 @@ bool FeedsInside(const Operator& op, const Model& model) {
     const PortState& output = PortState::Of(*port);
     if (output.type != PortType::Output) continue;
     for (const auto& connection : output.outgoing) {
-      const PortState* const reader = connection->destination;
+      const PortState* const reader = connection.destination;
       if (reader && reader->owner && OperatorState::Of(*reader->owner).process == &model) return true;
     }
   }
@@ -143,7 +143,7 @@ void Model::RemoveOperator(const boost::shared_ptr<Operator>& op) {
   for (const auto& port : removed->GetPorts()) {
     PortState* const outer = PortState::Of(*port).parentPort;
     PortState::Of(*port).Detach();
-    if (outer && outer->innerPorts.empty()) RemovePort(outer->shared_from_this());
+    if (outer && outer->Inner().empty()) RemovePort(outer->shared_from_this());
   }
   OperatorState::Of(*removed).process = nullptr;
 }
@@ -196,9 +196,9 @@ boost::shared_ptr<Port> ModelState::AliasPort(Model& model, const boost::shared_
   }
   PortState& outerState = PortState::Of(*outer);
   if (innerState.parentPort == &outerState) return outer;
-  if (innerState.parentPort) std::erase(innerState.parentPort->innerPorts, &innerState);
+  if (innerState.parentPort) innerState.parentPort->RemoveInner(innerState);
   innerState.parentPort = &outerState;
-  outerState.innerPorts.push_back(&innerState);
+  outerState.AddInner(innerState);
   return outer;
 }
 

@@ -62,7 +62,7 @@ boost::shared_ptr<Port> OperatorState::CreatePort(const std::wstring& name, cons
 boost::shared_ptr<Port> Operator::CreatePort(const std::wstring& name, PortType portType,
                                              const boost::shared_ptr<Data>& defaultData) {
   const auto port = CreatePort(name, defaultData ? defaultData->GetDataTypeName() : Data::DefaultTypeName(), portType);
-  PortState::Of(*port).defaultData = defaultData;
+  if (defaultData) PortState::Of(*port).OwnFacts().defaultData = defaultData;
   return port;
 }
 

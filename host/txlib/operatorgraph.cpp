@@ -20,7 +20,11 @@ void AddOnce(std::vector<boost::shared_ptr<Operator>>& operators, const boost::s
 }  // namespace
 
 void Operator::AddParent(const boost::shared_ptr<Operator>& parent) {
-  if (parent) state_->orderParents.emplace_back(parent);
+  if (parent) {
+    auto& parents = state_->orderParents;
+    if (!parents) parents = std::make_unique<std::vector<boost::weak_ptr<Operator>>>();
+    parents->emplace_back(parent);
+  }
   Invalidate();
 }
 
@@ -49,7 +53,7 @@ boost::shared_ptr<PortConnection> Operator::ConnectPort(const boost::shared_ptr<
   PortState& input = PortState::Of(*destination);
   connection->source = &PortState::Of(*source);
   connection->destination = &input;
-  connection->source->outgoing.push_back(connection);
+  connection->source->outgoing.push_back(*connection);
   ModelState::ForgetEndsAround(*connection->source);
   input.incoming = connection;
   if (input.owner) OperatorState::InvalidateFrom(input);
@@ -61,7 +65,7 @@ void Operator::DisconnectPort(const boost::shared_ptr<Port>& input) {
   if (!state.incoming) return;
   const auto connection = state.incoming;
   state.incoming.reset();
-  if (connection->source) connection->source->Forget(connection);
+  if (connection->source) connection->source->Forget(*connection);
   connection->source = connection->destination = nullptr;
   if (state.owner) OperatorState::InvalidateFrom(state);
 }
@@ -78,7 +82,8 @@ std::vector<boost::shared_ptr<Operator>> Operator::GetParents() const {
 
 std::vector<boost::shared_ptr<Operator>> Operator::GetParentsWithoutConnection() const {
   std::vector<boost::shared_ptr<Operator>> parents;
-  for (const auto& parent : state_->orderParents) AddOnce(parents, parent.lock());
+  if (!state_->orderParents) return parents;
+  for (const auto& parent : *state_->orderParents) AddOnce(parents, parent.lock());
   return parents;
 }
 

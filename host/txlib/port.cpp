@@ -91,24 +91,34 @@ Port::~Port() = default;
 
 void PortState::Detach() {
   if (incoming) {
-    if (incoming->source) incoming->source->Forget(incoming);
+    if (incoming->source) incoming->source->Forget(*incoming);
     incoming->source = incoming->destination = nullptr;
     incoming.reset();
   }
-  for (const auto& connection : outgoing) {
-    if (connection->destination) connection->destination->incoming.reset();
-    connection->source = connection->destination = nullptr;
+  while (!outgoing.empty()) {
+    PortConnectionState& connection = outgoing.front();
+    Forget(connection);
+    // The input may be all that keeps it.
+    const auto kept = std::move(connection.destination->incoming);
+    connection.source = connection.destination = nullptr;
   }
-  if (!outgoing.empty()) ModelState::ForgetEndsAround(*this);
-  outgoing.clear();
-  if (parentPort) std::erase(parentPort->innerPorts, this);
+  if (parentPort) parentPort->RemoveInner(*this);
   parentPort = nullptr;
-  for (PortState* inner : innerPorts) inner->parentPort = nullptr;
-  innerPorts.clear();
+  for (PortState* const inner : Inner()) inner->parentPort = nullptr;
+  inner_.reset();
 }
 
-void PortState::Forget(const boost::shared_ptr<PortConnectionState>& connection) {
-  outgoing.erase(std::remove(outgoing.begin(), outgoing.end(), connection), outgoing.end());
+void PortState::AddInner(PortState& inner) {
+  if (!inner_) inner_ = std::make_unique<std::vector<PortState*>>();
+  inner_->push_back(&inner);
+}
+
+void PortState::RemoveInner(PortState& inner) {
+  if (inner_) std::erase(*inner_, &inner);
+}
+
+void PortState::Forget(PortConnectionState& connection) {
+  outgoing.erase(outgoing.iterator_to(connection));
   ModelState::ForgetEndsAround(*this);
 }
 
@@ -129,14 +139,14 @@ boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
     if (port->incoming) return port->incoming->source ? port->incoming->source->OutputData() : nullptr;
     // A value set further out stands above one set further in; a default only above no value at all.
     if (port->data) nearest = port->data;
-    else if (!nearest) nearest = port->defaultData;
+    else if (!nearest) nearest = port->Facts().defaultData;
   }
   return nearest;
 }
 
 const boost::shared_ptr<Data>& PortState::OutputData() const {
   const PortState* port = this;
-  while (!port->innerPorts.empty()) port = port->innerPorts.front();
+  while (!port->Inner().empty()) port = port->Inner().front();
   return port->OwnOrDefault();
 }
 
@@ -199,7 +209,7 @@ void Port::SetData(const boost::shared_ptr<Data>& data) {
   if (owner.runner.load(std::memory_order_relaxed) || owner.deactivated) return;
   // Set from outside of a run: those that read it have to run again.
   for (const auto& connection : state.outgoing) {
-    if (connection->destination) OperatorState::InvalidateFrom(*connection->destination);
+    if (connection.destination) OperatorState::InvalidateFrom(*connection.destination);
   }
 }
 
@@ -218,13 +228,13 @@ bool Port::SetDataFromString(const std::wstring& text) {
 }
 
 void Port::SetDefaultData(const boost::shared_ptr<Data>& data) {
-  State(this).defaultData = data;
+  if (State(this).Facts().defaultData != data) State(this).OwnFacts().defaultData = data;
   if (State(this).owner && !IsOutput()) OperatorState::InvalidateFrom(State(this));
 }
 boost::shared_ptr<Data> Port::GetDefaultData() const {
   const PortState* port = &State(this);
-  while (!port->defaultData && !port->innerPorts.empty()) port = port->innerPorts.front();
-  return port->defaultData;
+  while (!port->Facts().defaultData && !port->Inner().empty()) port = port->Inner().front();
+  return port->Facts().defaultData;
 }
 boost::shared_ptr<Data> Port::GetOwnData() const { return State(this).data; }
 
@@ -294,12 +304,15 @@ bool Port::AliasesInnerPort(const boost::shared_ptr<Port>& inner) const {
 }
 std::vector<boost::shared_ptr<Port>> Port::GetInnerAliasedPorts() const {
   std::vector<boost::shared_ptr<Port>> ports;
-  for (PortState* inner : State(this).innerPorts) ports.push_back(Shared(inner));
+  for (PortState* inner : State(this).Inner()) ports.push_back(Shared(inner));
   return ports;
 }
 boost::shared_ptr<PortConnection> Port::GetIncomingConnection() const { return State(this).incoming; }
 std::vector<boost::shared_ptr<PortConnection>> Port::GetOutgoingConnections() const {
-  return {State(this).outgoing.begin(), State(this).outgoing.end()};
+  std::vector<boost::shared_ptr<PortConnection>> connections;
+  for (const PortConnectionState& connection : State(this).outgoing)
+    connections.push_back(connection.destination->incoming);
+  return connections;
 }
 
 }  // namespace Tamrin::Tessera

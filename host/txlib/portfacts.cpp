@@ -94,13 +94,13 @@ class DeclaringScope {
 
 bool PortFacts::IsPlain() const {
   return displayName.empty() && types.size() == 1 && extraTypes.empty() && excludedTypes.empty() &&
-         attributes.empty() && typeAttributes.empty() && uiProvider == ObjectName();
+         attributes.empty() && typeAttributes.empty() && uiProvider == ObjectName() && !defaultData;
 }
 
 bool PortFacts::SaysTheSame(const PortFacts& other) const {
   return name == other.name && displayName == other.displayName && types == other.types &&
          extraTypes == other.extraTypes && excludedTypes == other.excludedTypes && uiProvider == other.uiProvider &&
-         AreSameValues(attributes, other.attributes) && AreSameValues(typeAttributes, other.typeAttributes);
+         IsSameValue(defaultData, other.defaultData) && AreSameValues(attributes, other.attributes) && AreSameValues(typeAttributes, other.typeAttributes);
 }
 
 void PortFacts::AddFrom(const PortFacts& inner) {
