@@ -23,6 +23,7 @@ struct DocumentMemory {
   std::vector<boost::shared_ptr<Data>> values, attributes, modelAttributes, modelPortValues;
   int expansions = 0;
   std::size_t portCount = 0;  ///< when the document had been read; another number tells that ports were edited
+  bool lacksPorts = false;    ///< that it has no such port is no fault of its own
   bool missing = false;       ///< stands for an operator that is not known
 };
 

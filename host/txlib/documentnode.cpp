@@ -1,10 +1,11 @@
 #include <algorithm>
 
 #include "documentreader.h"
-#include "operatornotfound.h"
+#include "txlib/basicdata.h"
 #include "txlib/conversion.h"
 #include "txlib/datajson.h"
 #include "txlib/factories.h"
+#include "txlib/operatornotfound.h"
 
 namespace Tamrin::Tessera {
 
@@ -88,10 +89,7 @@ class NodeReader {
     if (keys_[NodeModel]) ReadModel();
     if (keys_[Values]) ReadEarlyValues();
     // The operators of a model of this document have been configured already, each at its turn.
-    if (!keys_[NodeModel])
-      reading_.Guard(place_, [&] {
-        reading_.Do([op = node_.index](const DocumentCopy& copy) { copy.Op(op)->Configure(); });
-      });
+    if (!keys_[NodeModel]) Configure();
     if (keys_[NodePorts]) ReadPorts();
     if (keys_[Values]) ReadLateValues();
   }
@@ -201,7 +199,7 @@ class NodeReader {
   void ReadModel() {
     const DocumentPlace place(place_, kNode[NodeModel]);
     const auto model = boost::dynamic_pointer_cast<Model>(node_.op);
-    if (!model) {
+    if (!model || !model->IsOpenable()) {
       reading_.faults.Error(place,
                             L"found a model, but the operator \"" + node_.op->GetOperatorName() + L"\" can't hold one");
       return;
@@ -210,6 +208,37 @@ class NodeReader {
     ++reading_.depth;
     DocumentModelReader(reading_, node_.index, *keys_[NodeModel], place, false).Read();
     --reading_.depth;
+  }
+
+  void Configure() {
+    try {
+      reading_.Do([op = node_.index](const DocumentCopy& copy) { copy.Op(op)->Configure(); });
+    } catch (const DocumentLinkException&) {
+      // The ports of what it links are not to be had; that they lack is told with this.
+      node_.memory->lacksPorts = true;
+      AtLink([&](const DocumentPlace& place) { reading_.NoteException(place); });
+    } catch (...) {
+      AtLink([&](const DocumentPlace& place) { reading_.NoteException(place); });
+    }
+    for (const LinkFailure& failure : TakeLinkFailures()) {
+      AtLink([&](const DocumentPlace& place) {
+        const std::wstring what = failure.file.empty() ? L"model" : L"document \"" + failure.file + L"\"";
+        reading_.faults.Warn(place, L"found the linked " + what + L", which can't be opened: " + failure.text);
+      });
+    }
+  }
+
+  /// With the place of the operator's link to another document: its first setting that names a file, else itself.
+  template <typename Action>
+  void AtLink(const Action& action) {
+    const DocumentPlace values(place_, kNode[Values]);
+    const JsonValue none;
+    for (const JsonValue::Member& member : (keys_[Values] ? *keys_[Values] : none).GetMembers()) {
+      const auto port = node_.op->GetPort(Wide(member.key));
+      if (port && port->GetPortType() == PortType::Setting && port->SupportsType(FileData::DefaultTypeName()))
+        return action(DocumentPlace(values, member.key));
+    }
+    action(place_);
   }
 
   void ReadEarlyValues() {
@@ -328,7 +357,7 @@ boost::shared_ptr<Port> DocumentNode::FindPort(DocumentReading& reading, std::st
                                                const DocumentPlace& place, PortType kindIfMissing) const {
   const std::wstring wide = Wide(name);
   boost::shared_ptr<Port> port = op->GetPort(wide);
-  if (port) return port;
+  if (port || memory->lacksPorts) return port;
   reading.Guard(place, [&] {
     if (memory->missing)
       port = op->CreatePort(wide, Data::DefaultTypeName(), kindIfMissing);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "documentfaults.h"
+#include "documentlinks.h"
 #include "documentmemory.h"
 #include "documentsteps.h"
 #include "operatormaker.h"

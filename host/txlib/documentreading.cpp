@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "documentreader.h"
+#include "kcommon/kerr.h"
 #include "korvenlog/exception.h"
-#include "operatornotfound.h"
 #include "txlib/factories.h"
 
 namespace Tamrin::Tessera {
@@ -10,7 +10,6 @@ namespace Tamrin::Tessera {
 namespace {
 
 thread_local boost::shared_ptr<const std::wstring> currentFolder;
-thread_local unsigned folderDepth = 0;
 
 constexpr const char* kDefaultNamespace = "VANTIX";
 
@@ -18,15 +17,10 @@ constexpr const char* kDefaultNamespace = "VANTIX";
 
 DocumentFolderScope::DocumentFolderScope(const std::wstring& folder) : outer_(std::move(currentFolder)) {
   currentFolder = folder.empty() ? nullptr : boost::make_shared<const std::wstring>(folder);
-  ++folderDepth;
 }
-DocumentFolderScope::~DocumentFolderScope() {
-  currentFolder = std::move(outer_);
-  --folderDepth;
-}
+DocumentFolderScope::~DocumentFolderScope() { currentFolder = std::move(outer_); }
 std::wstring DocumentFolderScope::Current() { return currentFolder ? *currentFolder : std::wstring(); }
 const boost::shared_ptr<const std::wstring>& DocumentFolderScope::Shared() { return currentFolder; }
-unsigned DocumentFolderScope::Depth() { return folderDepth; }
 
 bool DocumentReading::Collect(const JsonValue& json, const DocumentPlace& place, std::span<const std::string_view> keys,
                               const JsonValue** found) {
@@ -70,6 +64,10 @@ void DocumentReading::NoteException(const DocumentPlace& place) {
     throw;
   } catch (const CancellationBase&) {
     throw;
+  } catch (const DocumentLinkException& exception) {
+    // Linked documents are refused silently; this is for the one that was asked for.
+    if (ReadingScope::Depth() > 1) throw;
+    faults.Error(place, Wide(exception.what()));
   } catch (const KorvenLog::Exception& exception) {
     faults.Error(place, exception.get_What());
   } catch (const std::bad_alloc&) {

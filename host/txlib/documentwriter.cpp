@@ -363,7 +363,8 @@ JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   WriteAttributes(json, op, Member(memory.source, kNode[NodeAttributes]), memory.attributes, saidInModel);
   WriteOverrides(json, op, memory);
   auto* const model = dynamic_cast<Model*>(&op);
-  if (model && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
+  // What can't be opened is another document's inside.
+  if (model && model->IsOpenable() && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
     json.Set(kNode[NodeModel], WriteModel(*model, memory, false));
   AppendUnknown(json, memory.source, kNode);
   return json;
@@ -449,7 +450,7 @@ void Writer::WriteOverrides(JsonValue& json, Operator& op, const DocumentMemory&
     if (port->IsHidden() != declared->IsHidden()) entry.Set(kOverride[OverrideHidden], JsonValue(port->IsHidden()));
     if (entry.Count() > 1) overrides.Append(std::move(entry));
   }
-  const bool mayLack = pristine && !op.IsExpandible() && !dynamic_cast<Model*>(&op);
+  const bool mayLack = pristine && !op.IsExpandible();
   for (const auto& port : mayLack ? pristine->GetPorts() : std::vector<boost::shared_ptr<Port>>()) {
     if (op.GetPort(port->GetName()) || written.count(Narrow(port->GetName()))) continue;
     JsonValue entry(JsonValueType::Object);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <boost/container/small_vector.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -160,6 +161,7 @@ class OperatorState {
     CallbackList<MessageCallback> message;
     CallbackList<ProgressCallback> progress;
     std::vector<Message> messages;
+    long meter = 0;  ///< 0 until it is asked for
   };
 
   explicit OperatorState(Operator* op) : self(op) {}
@@ -188,7 +190,8 @@ class OperatorState {
   void ClearOutputs();
   static void InvalidateFrom(std::vector<Operator*> changed);
   static void InvalidateFrom(PortState& changedInput);
-  static void Observe(Operator& op, bool finished);
+  static void Observe(Operator& op, RunStep step);
+  static void ForgetMeter(long meter);
 
   Operator* self;
   std::atomic<bool> executed{false};
@@ -245,6 +248,8 @@ class ModelState {
     CallbackHandle folderHandle;
   };
   Temporaries& GetTemporaries();
+  /// For a container made in the course of an observed run: the operator that made it.
+  boost::weak_ptr<Operator> origin;
   bool openable = true;
   bool allowsReflection = true;
   std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last

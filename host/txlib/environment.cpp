@@ -11,9 +11,9 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-/// Both are rarely other than zero, and save the way to the environment for every operator that runs.
+/// Rarely other than zero, and saves the way to the environment for every operator that runs.
 std::atomic<int> cancelledEnvironments{0};
-std::atomic<int> observedEnvironments{0};
+thread_local Operator* currentStep = nullptr;
 
 struct Failure {
   std::exception_ptr exception;
@@ -28,6 +28,7 @@ struct ExecutionEnvironment::State {
   mutable std::mutex mutex;
   std::optional<unsigned> threads;
   RunObserver observer;
+  std::vector<boost::weak_ptr<StepObserver>> stepObservers;
   std::atomic<bool> cancelled{false};
 };
 
@@ -35,7 +36,7 @@ ExecutionEnvironment::ExecutionEnvironment() : state_(std::make_unique<State>())
 
 ExecutionEnvironment::~ExecutionEnvironment() {
   if (state_->cancelled) --cancelledEnvironments;
-  if (state_->observer) --observedEnvironments;
+  if (state_->observer) --StepWatch::observers;
 }
 
 boost::shared_ptr<ExecutionEnvironment> ExecutionEnvironment::Create(
@@ -69,19 +70,39 @@ void ExecutionEnvironment::CheckCancelled() const {
 
 void ExecutionEnvironment::SetRunObserver(const RunObserver& observer) {
   const std::lock_guard lock(state_->mutex);
-  observedEnvironments += static_cast<int>(!observer.empty()) - static_cast<int>(!state_->observer.empty());
+  StepWatch::observers += static_cast<int>(!observer.empty()) - static_cast<int>(!state_->observer.empty());
   state_->observer = observer;
 }
-void ExecutionEnvironment::Observe(const boost::shared_ptr<Operator>& op, bool finished) const {
-  RunObserver observer;
-  {
-    const std::lock_guard lock(state_->mutex);
-    observer = state_->observer;
+CallbackHandle ExecutionEnvironment::AddStepObserver(const StepObserver& observer) {
+  const boost::shared_ptr<StepObserver> entry(new StepObserver(observer), [](StepObserver* held) {
+    --StepWatch::observers;
+    delete held;
+  });
+  const std::lock_guard lock(state_->mutex);
+  state_->stepObservers.emplace_back(entry);
+  ++StepWatch::observers;
+  return entry;
+}
+void ExecutionEnvironment::Observe(const boost::shared_ptr<Operator>& op, RunStep step) const {
+  const bool isRun = step == RunStep::BeginRun || step == RunStep::EndRun;
+  bool isTold = !isRun;
+  for (const ExecutionEnvironment* each = this; each; each = each->state_->parent.get()) {
+    RunObserver observer;
+    std::vector<boost::shared_ptr<StepObserver>> live;
+    {
+      const std::lock_guard lock(each->state_->mutex);
+      if (!isTold) observer = each->state_->observer;
+      std::erase_if(each->state_->stepObservers, [](const auto& entry) { return entry.expired(); });
+      for (const auto& entry : each->state_->stepObservers) live.push_back(entry.lock());
+    }
+    if (observer) {
+      observer(op, step == RunStep::EndRun);
+      isTold = true;
+    }
+    for (const auto& entry : live) {
+      if (entry) (*entry)(op, step);
+    }
   }
-  if (observer)
-    observer(op, finished);
-  else if (state_->parent)
-    state_->parent->Observe(op, finished);
 }
 
 void ExecutionEnvironment::RemoveTemporaryFolders() { TemporaryFolder::RemoveAll(); }
@@ -102,13 +123,21 @@ void CheckRunCancelled(const Operator& op) {
   if (cancelledEnvironments.load(std::memory_order_relaxed)) op.GetEnvironment()->CheckCancelled();
 }
 
-RunWatch::RunWatch(Operator& op) : op_(observedEnvironments.load(std::memory_order_relaxed) ? &op : nullptr) {
-  if (op_) OperatorState::Observe(*op_, false);
-}
-RunWatch::~RunWatch() {
-  if (op_) OperatorState::Observe(*op_, true);
+std::atomic<int> StepWatch::observers{0};
+
+Operator* StepWatch::Current() { return currentStep; }
+
+void StepWatch::Begin(Operator& op, RunStep step) {
+  op_ = &op;
+  outer_ = std::exchange(currentStep, &op);
+  OperatorState::Observe(op, step);
 }
 
-void OperatorState::Observe(Operator& op, bool finished) { op.GetEnvironment()->Observe(op.SharedThis(), finished); }
+void StepWatch::End() {
+  currentStep = outer_;
+  OperatorState::Observe(*op_, end_);
+}
+
+void OperatorState::Observe(Operator& op, RunStep step) { op.GetEnvironment()->Observe(op.SharedThis(), step); }
 
 }  // namespace Tamrin::Tessera

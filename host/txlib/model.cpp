@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "enginestate.h"
+#include "executionwatch.h"
 #include "korvenlog/exception.h"
 #include "nesting.h"
 
@@ -21,6 +22,7 @@ std::wstring Model::ToString() const {
 
 void Model::Clear() {
   while (!modelState_->operators.empty()) RemoveOperator(modelState_->operators.back());
+  modelState_->tails.clear();
 }
 
 void Model::ClearMessageQueue() {
@@ -150,6 +152,8 @@ void Model::RemoveOperator(const boost::shared_ptr<Operator>& op) {
 
 void Model::AddTail(const boost::shared_ptr<Operator>& op) {
   auto& tails = modelState_->tails;
+  // One that stands in no model is this model's from here on: its messages and its environment are.
+  if (op && !OperatorState::Of(*op).process) AddOperator(op);
   if (op && std::find(tails.begin(), tails.end(), op) == tails.end()) tails.push_back(op);
 }
 void Model::AddTails(const std::vector<boost::shared_ptr<Operator>>& operators) {
@@ -206,6 +210,7 @@ boost::shared_ptr<Model> Model::DeriveNewContainer() {
   const auto container = boost::make_shared<Model>();
   container->Initialize();
   container->SetEnvironment(GetEnvironment());
+  if (Operator* const maker = StepWatch::Current()) container->modelState_->origin = maker->SharedThis();
   return container;
 }
 

@@ -22,8 +22,6 @@ using FormatPtr = boost::shared_ptr<ModelFormat>;
 
 constexpr const wchar_t* kPlainName = L"TesseraModelFormat";
 constexpr const wchar_t* kPlainExtension = L".tsmx";
-/// Documents that link documents: far more than any that is meant.
-constexpr unsigned kMaxLinkDepth = 100;
 
 ModelInfo PlainInfo(const std::string& utf8) {
   ModelInfo info;
@@ -119,10 +117,6 @@ FormatPtr FindByText(std::string_view text) {
 
 bool IsPlain(const ModelFormat& format) { return std::wstring(format.Name()) == kPlainName; }
 
-std::wstring FolderOf(const std::wstring& file) {
-  return kfnp_FromNative(boost::filesystem::absolute(kfnp_ToNative(file)).parent_path().string());
-}
-
 std::wstring Decode(const std::string& bytes) {
   std::wstring text;
   std::size_t bad = 0;
@@ -132,22 +126,49 @@ std::wstring Decode(const std::string& bytes) {
 
 }  // namespace
 
-boost::shared_ptr<Model> ModelFormatFactory::Open(const std::wstring& file, const std::wstring& format) {
-  if (DocumentFolderScope::Depth() >= kMaxLinkDepth)
-    Refuse(L"The document \"" + file + L"\" is linked more than 100 levels deep: the documents link each other.");
+namespace {
+
+boost::shared_ptr<Model> OpenFile(const std::wstring& file, const std::wstring& format) {
+  const OpeningScope scope(file);
   const std::string bytes = kfio::ReadBytes(file);
   FormatPtr found = format.empty() ? FindByExtension(file) : FindByName(format);
   if (!found) found = FindByText(bytes);
-  const DocumentFolderScope scope(FolderOf(file));
   const auto model = IsPlain(*found) ? PlainDocument::Open(bytes) : found->OpenFromBuffer(Decode(bytes), file);
   if (model) model->SetDocumentFolder(DocumentFolderScope::Current());
   return model;
 }
 
-boost::shared_ptr<Model> ModelFormatFactory::OpenFromBuffer(const std::wstring& text, const std::wstring& format) {
+boost::shared_ptr<Model> OpenText(const std::wstring& text, const std::wstring& format) {
   if (format == kPlainName) return PlainDocument::OpenWide(text);
   const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
   return found->OpenFromBuffer(text, std::wstring());
+}
+
+}  // namespace
+
+boost::shared_ptr<Model> ModelFormatFactory::Open(const std::wstring& file, const std::wstring& format) {
+  const std::wstring name = InCurrentFolder(file);
+  try {
+    return OpenFile(name, format);
+  } catch (const DocumentLinkException&) {
+    throw;
+  } catch (...) {
+    NoteLinkFailure(name);
+    throw;
+  }
+}
+
+boost::shared_ptr<Model> ModelFormatFactory::OpenFromBuffer(const std::wstring& text, const std::wstring& format) {
+  // A format that reads another's text inside of a file: the file tells what is wrong.
+  if (OpeningScope::IsBeforeReading()) return OpenText(text, format);
+  try {
+    return OpenText(text, format);
+  } catch (const DocumentLinkException&) {
+    throw;
+  } catch (...) {
+    NoteLinkFailure(L"");
+    throw;
+  }
 }
 
 void ModelFormatFactory::Save(const boost::shared_ptr<Model>& model, const std::wstring& file,

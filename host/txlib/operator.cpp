@@ -238,9 +238,6 @@ void Operator::SetProgress(double percent) {
 }
 void Operator::SetReportProgress(const bool& report) { state_->reportsProgress = report; }
 
-long Operator::GetMeterID() const {
-  return static_cast<long>(reinterpret_cast<std::uintptr_t>(state_.get()) & 0x7fffffff);
-}
 bool Operator::IsActive() const { return !state_->deactivated; }
 
 }  // namespace Tamrin::Tessera

@@ -1,4 +1,4 @@
-#include "operatornotfound.h"
+#include "txlib/operatornotfound.h"
 
 namespace Tamrin::Tessera {
 

@@ -11,7 +11,11 @@ constexpr std::size_t kManyPorts = 16;
 
 TESSERA_FAST_TLS thread_local std::vector<Operator*>* OperatorState::collector_ = nullptr;
 
-OperatorState::~OperatorState() { delete watchers.load(); }
+OperatorState::~OperatorState() {
+  Watchers* const known = watchers.load();
+  if (known && known->meter != 0) ForgetMeter(known->meter);
+  delete known;
+}
 
 OperatorState::Identity& OperatorState::OwnIdentity() {
   if (!ownsIdentity) identity = identity ? boost::make_shared<Identity>(*identity) : boost::make_shared<Identity>();

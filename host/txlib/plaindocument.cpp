@@ -1,6 +1,7 @@
 #include <functional>
 #include <list>
 #include <mutex>
+#include <optional>
 
 #include "documentreader.h"
 #include "jsonlib/events.h"
@@ -165,6 +166,7 @@ bool MakeOutermost(DocumentReading& reading, const JsonValue& json) {
 /// Null where there are no steps, or where an operator is no longer as it was; then the text has to be read.
 boost::shared_ptr<Model> Repeat(const boost::shared_ptr<const DocumentSteps>& steps) {
   if (!steps) return nullptr;
+  const ReadingScope scope;  // whatever is wrong is told by the reading that follows
   try {
     return steps->Repeat();
   } catch (const CancellationBase&) {
@@ -177,6 +179,7 @@ boost::shared_ptr<Model> Repeat(const boost::shared_ptr<const DocumentSteps>& st
 /// Reads the text, or, where it was read before without a fault, does again what was done then.
 boost::shared_ptr<Model> Read(std::string_view text, bool checking, std::vector<DocumentProblem>& problems) {
   ParsedTexts::Known known;
+  const ReadingScope scope;
   DocumentReading reading;
   DocumentProblem malformed;
   if (!Parse(text, known, reading.faults, malformed)) {
@@ -228,8 +231,10 @@ boost::shared_ptr<Model> OpenWide(const std::wstring& text) {
   return model;
 }
 
-std::vector<DocumentProblem> Check(std::string_view utf8) {
+std::vector<DocumentProblem> Check(std::string_view utf8, const std::wstring& file) {
   std::vector<DocumentProblem> problems;
+  std::optional<OpeningScope> opening;
+  if (!file.empty()) opening.emplace(file);
   Read(utf8, true, problems);
   return problems;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "enginestate.h"
+#include "executionwatch.h"
 #include "txlib/basicdata.h"
 #include "txlib/conversion.h"
 
@@ -187,6 +188,7 @@ boost::shared_ptr<Data> Port::GetData(const boost::shared_ptr<DataRequest>& requ
   }
   if (!state.owner) return state.OutputData();
   Pull pull(state, *request);
+  const PullWatch watch(*state.owner);
   state.owner->Apply(shared_from_this(), request);
   return pull.TakeAnswer();
 }
@@ -214,8 +216,10 @@ void Port::SetData(const boost::shared_ptr<Data>& data) {
 }
 
 void Port::SetData(const boost::shared_ptr<Data>& data, const boost::shared_ptr<DataRequest>& request) {
-  if (request) State(this).AnswerTo(*request, data);
-  else SetData(data);
+  if (request)
+    State(this).AnswerTo(*request, data);
+  else
+    SetData(data);
 }
 
 bool Port::SetDataFromString(const std::wstring& text) {

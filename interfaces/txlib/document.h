@@ -32,6 +32,24 @@ class DocumentException : public std::runtime_error {
   std::vector<DocumentProblem> problems_;
 };
 
+/// Documents that link each other in a circle, or too deep. An operator that opens documents lets it pass, so that it
+/// is told at the document that was asked for.
+class DocumentLinkException : public DocumentException {
+ public:
+  using DocumentException::DocumentException;
+};
+
+/// The id that its document gave an operator; empty where none did.
+std::string GetDocumentId(const Operator& op);
+
+struct OperatorStep {
+  boost::shared_ptr<Operator> op;
+  bool isCopy;  ///< a model that the operator before runs in place of its own inside, as for an iteration
+};
+/// The operators around one, from the outermost model's inwards, and itself as the last; empty for an outermost
+/// model. Copies lead back to the operator that made them where the run was observed then.
+std::vector<OperatorStep> GetOperatorPath(const Operator& op);
+
 /// The plain document format, in UTF-8.
 namespace PlainDocument {
 /// Raises DocumentException. Warnings (unknown keys, values outside "AcceptableValues") go to `warnings` where
@@ -39,8 +57,9 @@ namespace PlainDocument {
 boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem>* warnings = nullptr);
 /// The same for wide text, without turning it when it is the same text again.
 boost::shared_ptr<Model> OpenWide(const std::wstring& text);
-/// Faults and warnings in the order of the text; never raises for them.
-std::vector<DocumentProblem> Check(std::string_view utf8);
+/// Faults and warnings in the order of the text; never raises for them. `file` is where the text comes from: linked
+/// documents are looked for beside it.
+std::vector<DocumentProblem> Check(std::string_view utf8, const std::wstring& file = {});
 std::string Save(const boost::shared_ptr<Model>& model);
 }  // namespace PlainDocument
 
@@ -55,8 +74,6 @@ class DocumentFolderScope {
   static std::wstring Current();
   /// The same as it is kept by the models that are opened; null for the working folder.
   static const boost::shared_ptr<const std::wstring>& Shared();
-  /// Documents that are being opened inside each other.
-  static unsigned Depth();
 
  private:
   boost::shared_ptr<const std::wstring> outer_;

@@ -19,6 +19,9 @@ class CancelledException : public std::runtime_error, public CancellationBase {
   CancelledException() : std::runtime_error("The run was cancelled.") {}
 };
 
+/// What a thread does with an operator: its work, or the answer to one request.
+enum class RunStep { BeginRun, EndRun, BeginPull, EndPull };
+
 /// What the models of one run share: threads, cancelling, temporary folder. A
 /// nested environment takes what it does not set from its parent, and is cancelled with it. Any thread.
 class ExecutionEnvironment {
@@ -35,7 +38,13 @@ class ExecutionEnvironment {
   void CheckCancelled() const;
   /// Called, on the running thread, when an operator begins its work and when it has ended it. Nothing until set.
   using RunObserver = boost::function<void(const boost::shared_ptr<Operator>&, bool finished)>;
+  using StepObserver = boost::function<void(const boost::shared_ptr<Operator>&, RunStep)>;
   void SetRunObserver(const RunObserver& observer);
+  /// The same for any number of observers, for pulls as well, and for the models of nested environments: as long as
+  /// the handle lives. Called on many threads at once; each thread's steps are nested. It must not raise. While there
+  /// are observers, the copies that an operator runs in place of its own inside know that operator: see
+  /// GetOperatorPath.
+  CallbackHandle AddStepObserver(const StepObserver& observer);
   /// For a program that is about to be ended: takes away the temporary folders and files of all its models,
   /// and lets no more be made. Any thread.
   static void RemoveTemporaryFolders();
@@ -49,7 +58,7 @@ class ExecutionEnvironment {
  private:
   friend class OperatorState;
   ExecutionEnvironment();
-  void Observe(const boost::shared_ptr<Operator>& op, bool finished) const;
+  void Observe(const boost::shared_ptr<Operator>& op, RunStep step) const;
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -248,6 +248,8 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
   std::vector<Message> GetMessages() const;
   CallbackHandle AddOnMessageCallback(const MessageCallback& callback);
   void SetProgress(double percent);
+  /// The operator that gave this number as its GetMeterID, or null. Any thread.
+  static boost::shared_ptr<Operator> FindByMeterID(long meter);
   CallbackHandle AddOnProgressCallback(const ProgressCallback& callback);
 
  private:
