@@ -9,6 +9,7 @@
 #include "txbasiclib/basicvalues.h"
 #include "txbasiclib/ifprocess.h"
 #include "txbasiclib/requests.h"
+#include "txlib/operatornotfound.h"
 
 namespace korven::tx_general {
 
