@@ -86,7 +86,7 @@ class IEMInProcess : public Operator {
     const auto text = ReadPort<std::wstring>(*this, L"Model");
     for (Input& input : inputs) input.ownerPort = owner.GetPort(input.name);
     const DataPtr mark = MakeData<BoolData>(true);
-    const DocumentFolderScope folder(GetDocumentFolder());
+    const DocumentFolderScope folder(owner.GetDocumentFolder());
     copies_->reserve(count);
     for (unsigned index = 0; index < count; ++index) {
       GetEnvironment()->CheckCancelled();

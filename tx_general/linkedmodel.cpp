@@ -60,7 +60,9 @@ class LinkedModel : public Described<kLinkedModel, Model> {
 
   /// Null where there is no such model: the operator then stays without one, and says nothing.
   boost::shared_ptr<Model> Open(const std::wstring& file, const std::wstring& buffer) const {
-    const DocumentFolderOf folder(*this);
+    // While a document is being read, its folder is known already, and this is in no model yet.
+    const std::wstring around = GetDocumentFolder();
+    const DocumentFolderScope folder(around.empty() ? DocumentFolderScope::Current() : around);
     try {
       if (!file.empty()) return ModelFormatFactory::Open(file, L"");
       if (!buffer.empty()) return ModelFormatFactory::OpenFromBuffer(buffer, L"");

@@ -10,7 +10,7 @@ constexpr const char* kModelHelp = "Model document; - for standard input";
 
 void AddRun(CLI::App& app, Arguments& a) {
   CLI::App* run = app.add_subcommand("run", "Run a model");
-  run->add_option("MODEL", a.model, kModelHelp)->required();
+  run->add_option("MODEL", a.model, kModelHelp);
   run->add_option("--set", a.sets, "Set an input: NAME=VALUE, or NAME=@FILE to read the value from a file")
       ->type_name("NAME=VALUE")
       ->expected(1)
@@ -29,6 +29,10 @@ void AddRun(CLI::App& app, Arguments& a) {
   run->add_option("--progress", a.progress, "How progress is shown: auto, bar, plain, none")
       ->check(CLI::IsMember({"auto", "bar", "plain", "none"}))
       ->type_name("KIND");
+  run->add_option("--preview", a.preview, "Write what Preview operators show as files there")->type_name("FOLDER");
+  run->add_option("--profile", a.profile, "Tell what each operator took, or write it as JSON to FILE")
+      ->type_name("[FILE]")
+      ->expected(0, 1);
   run->add_flag("--quiet", a.quiet, "Tell nothing but errors");
 }
 
@@ -60,6 +64,34 @@ void AddOthers(CLI::App& app, Arguments& a) {
 
 }  // namespace
 
+namespace {
+
+int Misused(const std::string& text) {
+  std::fprintf(stderr, "error: %s (see tessera --help)\n", text.c_str());
+  return kRefused;
+}
+
+bool IsModelName(const std::string& name) {
+  return name.size() > 5 && (name.ends_with(".tsmx") || name.ends_with(".tsmc"));
+}
+
+/// The file of --profile may be left out, and what stands behind it then is the model.
+bool CompleteRun(const CLI::App& run, Arguments& a, int& status) {
+  a.hasThreads = run.get_option("--threads")->count() > 0;
+  a.hasPreview = run.get_option("--preview")->count() > 0;
+  a.hasProfile = run.get_option("--profile")->count() > 0;
+  if (a.model.empty()) a.model.swap(a.profile);
+  if (a.model.empty())
+    status = Misused("MODEL is required");
+  else if (IsModelName(a.profile))
+    status = Misused("--profile: " + a.profile + " is a model, not a file to be written");
+  else
+    return true;
+  return false;
+}
+
+}  // namespace
+
 bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
   CLI::App app("Runs dataflow models.", "tessera");
   app.set_version_flag("--version", "tessera " TESSERA_VERSION);
@@ -74,14 +106,12 @@ bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
   } catch (const CLI::ParseError& error) {
     std::string text = error.what();
     while (!text.empty() && text.back() == '\n') text.pop_back();
-    std::fprintf(stderr, "error: %s (see tessera --help)\n", text.c_str());
-    status = kRefused;
+    status = Misused(text);
     return false;
   }
   const CLI::App* command = app.get_subcommands().front();
   arguments.command = command->get_name();
-  arguments.hasThreads = arguments.command == "run" && command->get_option("--threads")->count() > 0;
-  return true;
+  return arguments.command != "run" || CompleteRun(*command, arguments, status);
 }
 
 }  // namespace TesseraProgram

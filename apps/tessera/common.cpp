@@ -15,6 +15,7 @@
 #include "progress.h"
 #include "txlib/datajson.h"
 #include "txlib/factories.h"
+#include "txlib/portaccess.h"
 
 namespace TesseraProgram {
 
@@ -25,6 +26,19 @@ namespace {
 std::string ParentOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+/// Why an operator holds only the place of what it was to be; empty for all others.
+std::wstring WhatIsMissing(const Operator& op) {
+  if (op.GetOperatorName() == L"OperatorNotFound") {
+    const auto said = op.GetMessages();
+    return said.empty() ? L"the operator is not known" : said.front().text;
+  }
+  const auto* const linked = op.GetOperatorName() == L"TesseraModel" ? dynamic_cast<const Model*>(&op) : nullptr;
+  const auto file = linked ? linked->GetPort(L"LinkedModelFilename") : nullptr;
+  const auto name = file ? AsDataOf<StringData>(file->GetExistingData()) : nullptr;
+  if (!name || !linked->GetOperators().empty()) return {};
+  return L"the linked document \"" + name->GetDataValue() + L"\" can't be opened (tessera check tells why)";
 }
 
 }  // namespace
@@ -119,10 +133,8 @@ boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
     if (!opened) throw Refusal(WideWord(model) + L": the document holds no model");
     if (!quiet && isPlain) {
       for (const auto& op : opened->GetAllOperators(true)) {
-        if (op->GetOperatorName() != L"OperatorNotFound") continue;
-        const auto said = op->GetMessages();
-        const std::wstring why = said.empty() ? L"the operator is not known" : said.front().text;
-        PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
+        const std::wstring why = WhatIsMissing(*op);
+        if (!why.empty()) PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
       }
     }
     return opened;

@@ -54,8 +54,8 @@ class Picture {
   void DrawInside(const Model& model, const std::string& indent) {
     for (const auto& op : model.GetOperators()) {
       const auto* inner = dynamic_cast<const Model*>(op.get());
-      const bool isBox =
-          inner && inner->IsDrawnWithChildren() && inner->AllowsReflection() && !inner->GetOperators().empty();
+      const bool isBox = inner && inner->IsDrawnWithChildren() && inner->IsOpenable() && inner->AllowsReflection() &&
+                         !inner->GetOperators().empty();
       if (isBox) {
         text_ += indent + "subgraph cluster_" + Name(op.get()) + " {\n" + indent +
                  "  label=" + Quoted(op->GetDisplayName()) + ";\n";

@@ -8,13 +8,24 @@ namespace TesseraProgram {
 
 using namespace Tamrin::Tessera;
 
+namespace {
+
+/// Of the document itself: what a model hides, or has from another document, is not its.
+void CountOperators(const Model& model, std::map<std::wstring, int>& used) {
+  if (!model.AllowsReflection() || !model.IsOpenable()) return;
+  for (const auto& op : model.GetOperators()) {
+    ++used[op->GetOperatorNamespace() + L"." + op->GetOperatorName()];
+    if (const auto* inner = dynamic_cast<const Model*>(op.get())) CountOperators(*inner, used);
+  }
+}
+
+}  // namespace
+
 int Info(const Arguments& arguments) {
   LoadPreferences(arguments);
   const auto model = OpenModel(arguments.model, false);
   std::map<std::wstring, int> used;
-  for (const auto& op :
-       model->AllowsReflection() ? model->GetAllOperators(true) : std::vector<boost::shared_ptr<Operator>>())
-    ++used[op->GetOperatorNamespace() + L"." + op->GetOperatorName()];
+  CountOperators(*model, used);
   if (!arguments.json) {
     Print(model->GetDisplayName());
     if (!model->GetDescription().empty()) Print(model->GetDescription());
@@ -45,7 +56,7 @@ std::vector<DocumentProblem> CheckDocument(const std::string& name) {
   std::vector<DocumentProblem> problems;
   try {
     const bool isOther = name.size() > 5 && name.compare(name.size() - 5, 5, ".tsmc") == 0;
-    if (!isOther) return PlainDocument::Check(ReadModelBytes(name));
+    if (!isOther) return PlainDocument::Check(ReadModelBytes(name), name == "-" ? std::wstring() : WideWord(name));
     ModelFormatFactory::Open(WideWord(name), L"");
   } catch (const DocumentException& exception) {
     return exception.GetProblems();

@@ -27,8 +27,9 @@ struct Arguments {
   std::string model, output, category, operatorName, action, preference, value;
   std::vector<std::string> sets, prefs;
   std::string inputs, outputs, preferences, log, messages, progress = "auto";
+  std::string preview, profile;
   unsigned threads = 0;
-  bool hasThreads = false, json = false, quiet = false;
+  bool hasThreads = false, hasPreview = false, hasProfile = false, json = false, quiet = false;
 };
 
 /// Reads the command line. True where there is a command to run; otherwise `status` is what to exit with.

@@ -10,6 +10,8 @@
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
 #include "kcommon/kstr.h"
+#include "preview.h"
+#include "profile.h"
 #include "program.h"
 #include "progress.h"
 #include "signals.h"
@@ -121,6 +123,33 @@ void SetSessionLog(const Arguments& arguments) {
   }
 }
 
+void WriteJson(const std::string& file, const JsonValue& json) {
+  try {
+    std::string text = json.SerializeUtf8(true);
+    if (text.back() != '\n') text += '\n';
+    kfio::WriteBytes(WideWord(file), text);
+  } catch (const std::exception&) {
+    throw Refusal(WideWord(file) + L": " + CurrentExceptionText());
+  }
+}
+
+void TellOutputs(const Arguments& arguments, Model& model) {
+  if (!arguments.outputs.empty()) WriteJson(arguments.outputs, OutputsToJson(model));
+  if (arguments.json)
+    PrintJson(OutputsToJson(model));
+  else if (arguments.outputs.empty())
+    PrintOutputs(model);
+}
+
+void TellProfile(const Arguments& arguments, const Profile& profile) {
+  if (!arguments.profile.empty()) {
+    WriteJson(arguments.profile, profile.ToJson());
+    return;
+  }
+  std::fflush(stdout);
+  profile.Print();
+}
+
 int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model) {
   if (arguments.hasThreads) model->GetEnvironment()->SetNumThreads(arguments.threads);
   SignalWatch::SetEnvironment(model->GetEnvironment());
@@ -129,6 +158,10 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
   SetSessionLog(arguments);
   Messages messages(arguments.messages, arguments.quiet);
   messages.Listen(model);
+  std::optional<Profile> profile;
+  if (arguments.hasProfile) profile.emplace(model);
+  std::optional<Preview> preview;
+  if (arguments.hasPreview) preview.emplace(arguments.preview, model);
   std::optional<Failure> failure;
   {
     const Progress progress(Progress::Choose(arguments.progress, arguments.quiet), model);
@@ -137,23 +170,14 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
   if (SignalWatch::Received()) return 128 + SignalWatch::Received();
   if (failure) {
     messages.TellFailure(*failure);
+    if (profile) TellProfile(arguments, *profile);
     std::fflush(stdout);
     PrintError(L"error: " + failure->name + L": " + failure->text);
     return kModelFailed;
   }
-  if (!arguments.outputs.empty()) {
-    try {
-      std::string text = OutputsToJson(*model).SerializeUtf8(true);
-      if (text.back() != '\n') text += '\n';
-      kfio::WriteBytes(WideWord(arguments.outputs), text);
-    } catch (const std::exception&) {
-      throw Refusal(WideWord(arguments.outputs) + L": " + CurrentExceptionText());
-    }
-  }
-  if (arguments.json)
-    PrintJson(OutputsToJson(*model));
-  else if (arguments.outputs.empty())
-    PrintOutputs(*model);
+  if (preview) preview->CheckWritten();
+  TellOutputs(arguments, *model);
+  if (profile) TellProfile(arguments, *profile);
   return kDone;
 }
 

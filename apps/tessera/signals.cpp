@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "kcommon/filelock.h"
 #include "kcommon/kfio.h"
 #include "progress.h"
 
@@ -71,6 +72,7 @@ void Watch() {
   Progress::Wipe();
   EndChildren();
   kfio::AbandonWrites();
+  korven::common::FileLock::ReleaseAll();
   ExecutionEnvironment::RemoveTemporaryFolders();
   ::_exit(128 + number);
 }
@@ -96,6 +98,7 @@ void SignalWatch::LeaveIfSignalled() {
   std::fflush(stdout);
   std::fflush(stderr);
   EndChildren();
+  korven::common::FileLock::ReleaseAll();
   ExecutionEnvironment::RemoveTemporaryFolders();
   ::_exit(128 + received);
 }

@@ -178,7 +178,7 @@ TEST(LinkedModel, NamesStayRightWhenItIsConfiguredAnew) {
   links[1]->GetPort(L"LinkedModelFilename")->SetData(File(L"two/other.tsmx"));
   links[1]->Configure();
   EXPECT_EQ(PortNames(*links[1]), kShown);
-  EXPECT_EQ(tessera::GetDocumentFolder(*links[1]), folder.WidePath() + L"/one");
+  EXPECT_EQ(links[1]->GetDocumentFolder(), folder.WidePath() + L"/one");
 }
 
 TEST(LinkedModel, TextsOpenedInTheCourseOfARunFindTheirLinks) {
@@ -189,7 +189,7 @@ TEST(LinkedModel, TextsOpenedInTheCourseOfARunFindTheirLinks) {
   EXPECT_EQ(
       ModelFormatFactory::OpenFromBuffer(kstr_FromUtf8Lossy(kHead) + L"\"operators\": []}", L"")->GetPort(L"Text"),
       nullptr);
-  const tessera::DocumentFolderOf scope(*model->GetOperators().front());
+  const tessera::DocumentFolderScope scope(model->GetOperators().front()->GetDocumentFolder());
   EXPECT_EQ(FoundBy(ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat"), L"x 46"), L"46");
 }
 
