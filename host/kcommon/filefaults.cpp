@@ -33,13 +33,12 @@ std::wstring Fill(std::wstring sentence, const std::wstring& name) {
   return sentence.replace(sentence.find(L'%'), 1, L"\"" + name + L"\"");
 }
 
-/// Words of an error number, the same in every locale.
+}  // namespace
+
 std::wstring ErrorText(int errorNumber) {
   const char* text = ::strerrordesc_np(errorNumber);
   return text ? kstr_Widen(text) : L"error " + std::to_wstring(errorNumber);
 }
-
-}  // namespace
 
 std::wstring FileFault(FileAction action, const std::wstring& name, int errorNumber) {
   const Sentences& sentences = kSentences[static_cast<int>(action)];

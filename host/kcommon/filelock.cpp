@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "filedescriptor.h"
+#include "filefaults.h"
 #include "filenames.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfnp.h"
