@@ -93,6 +93,7 @@ class IEMInProcess : public Operator {
       const auto copy = ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat");
       copies_->push_back(copy);
       copy->SetAttribute(kIteratorCopyAttribute, mark);
+      copy->SetAttribute(L"IterationIndex", MakeData<UnsignedData>(index));
       copy->SetReportProgress(false);
       for (const Input& input : inputs) {
         const auto chooser = boost::make_shared<StreamChooser>(input.ownerPort, index);
