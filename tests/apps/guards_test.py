@@ -324,6 +324,57 @@ class ProfileTest(GuardsTest):
         self.assertEqual((self.folder / "shown/view-Input1.txt").read_text(), "5\n")
 
 
+class IterationTest(GuardsTest):
+    """Copies of an iterated model stand for the operators that they are copies of."""
+
+    def loop(self, name, method, values):
+        return {"id": name, "operator": "VANTIX.Iterator", "values": {"ExecutionMethod": method, "Text": values}, "model": {
+            "ports": [{"name": "Text", "alias": ["link.Text", "view.Input1"]}, {"name": "Found", "alias": "link.Found"}],
+            "operators": [
+                {"id": "link", "operator": "VANTIX.TesseraModel", "values": {"LinkedModelFilename": "find.tsmx"}},
+                {"id": "view", "operator": "VANTIX.Preview"}]}}
+
+    def test_profiles_and_previews(self):
+        self.write("parts/find.tsmx", FINDER)
+        self.write("parts/loops.tsmx", {
+            "ports": [{"name": "Out", "alias": "first.Found"}],
+            "operators": [self.loop("first", "InProcessSerial", ["a 1", "b 2", "c 3"]),
+                          self.loop("second", "InProcessParallel", [f"x {number}" for number in range(20)])]})
+        top = self.write("top.tsmx", {"ports": [{"name": "Out", "alias": "all.Out"}],
+                                      "operators": [{"id": "all", "operator": "VANTIX.TesseraModel",
+                                                     "values": {"LinkedModelFilename": "parts/loops.tsmx"}}]})
+        done = self.call("run", top, "--json", "--profile", "p.json", "--preview", "shown", "--threads", "4", "--log", "l")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        found = json.loads(done.stdout)["Outputs"][0]["Data"]["Value"]
+        self.assertEqual([item["Value"] for item in found], ["1", "2", "3"])
+        rows = {row["id"]: row for row in json.loads((self.folder / "p.json").read_text())["operators"]}
+        runs = {name: row["runs"] for name, row in rows.items()}
+        self.assertEqual(runs, {"all": 1, "all.first": 1, "all.first.link": 3, "all.first.link.find": 3,
+                                "all.first.view": 3, "all.second": 1, "all.second.link": 20,
+                                "all.second.link.find": 20, "all.second.view": 20})
+        self.assertGreaterEqual(rows["all.first"]["totalSeconds"], rows["all.first.link"]["totalSeconds"])
+        shown = {file.name: file.read_text() for file in (self.folder / "shown").iterdir()}
+        self.assertEqual({name: text for name, text in shown.items() if "first" in name}, {
+            f"all.first[{number}].view-Input1.txt": text for number, text in enumerate(("a 1\n", "b 2\n", "c 3\n"))})
+        second = {name: text for name, text in shown.items() if "second" in name}
+        self.assertEqual(second, {f"all.second[{number}].view-Input1.txt": f"x {number}\n" for number in range(20)})
+
+    def test_nested_loops(self):
+        inner = {"id": "inner", "operator": "VANTIX.Iterator", "values": {"Text": ["p", "q"]}, "model": {
+            "ports": [{"name": "Text", "alias": "view.Input1"}],
+            "operators": [{"id": "view", "operator": "VANTIX.Preview"}]}}
+        model = self.write("m.tsmx", {"operators": [
+            {"id": "outer", "operator": "VANTIX.Iterator", "values": {"Text": ["a", "b", "c"]}, "model": {
+                "ports": [{"name": "Text", "alias": "text.Data"}],
+                "operators": [{"id": "text", "operator": "VANTIX.ToString"}, inner]}}]})
+        done = self.call("run", model, "--profile", "p.json", "--preview", "shown", "--log", "l")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        runs = {row["id"]: row["runs"] for row in json.loads((self.folder / "p.json").read_text())["operators"]}
+        self.assertEqual(runs, {"outer": 1, "outer.text": 3, "outer.inner": 3, "outer.inner.view": 6})
+        self.assertEqual({file.name for file in (self.folder / "shown").iterdir()}, {
+            f"outer[{o}].inner[{i}].view-Input1.txt" for o in range(3) for i in range(2)})
+
+
 class CatchTest(GuardsTest):
     def test_what_is_caught_is_no_message_of_the_run(self):
         model = self.write("m.tsmx", {

@@ -2,12 +2,14 @@
 
     TESSERA=PROGRAM examples_test.py ROOT
 """
+import fcntl
 import json
 import os
 import re
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 ROOT = os.path.abspath(sys.argv.pop(1))
@@ -15,7 +17,8 @@ EXAMPLES = os.path.join(ROOT, "examples")
 PROGRAM = os.environ["TESSERA"]
 LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
-COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx"}
+COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx",
+           "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx"}
 
 
 def read(path):
@@ -143,6 +146,54 @@ class ExamplesTest(unittest.TestCase):
         self.assertEqual(run.returncode, 1)
         self.assertTrue(run.stderr.endswith('error: Default output path: Could not determine type of preference '
                                             '"ksc:no_such_preference"\n'), run.stderr)
+
+
+    def test_catch_error(self):
+        for arguments, missing, report in (
+                ((), False, "Version 3"),
+                (("--set", f"Text={LICENCES}/nowhere"), True, "There is no such text.")):
+            outputs, _ = self.run_example("catch-error.tsmx", *arguments)
+            self.assertEqual(outputs["Missing"], {"Type": "VANTIX.Bool", "Value": missing})
+            self.assertEqual(outputs["Report"], {"Type": "VANTIX.String", "Value": report})
+
+    def test_lock(self):
+        dataset = os.path.join(self.folder, "dataset.txt")
+        with open(dataset, "w", encoding="utf-8") as file:
+            file.write("content")
+        outputs, _ = self.run_example("lock.tsmx")
+        self.assertEqual(outputs["Content"]["Value"], "content")
+        self.assertEqual(sorted(os.listdir(self.folder)), ["dataset.txt", "session.log"])
+        with open(dataset + ".lock", "w", encoding="utf-8") as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            run = self.run_program("run", os.path.join(EXAMPLES, "lock.tsmx"), "--set", "Seconds=1")
+        self.assertEqual(run.returncode, 1)
+        self.assertEqual(run.stderr, 'error: Lock: The file "dataset.txt" is locked by another process and was not '
+                                     'released within 1 s.\n')
+
+    def test_measure(self):
+        begin = time.monotonic()
+        outputs, _ = self.run_example("measure.tsmx")
+        self.assertEqual(len(outputs["Files"]["Value"]), len(os.listdir(LICENCES)))
+        self.assertGreater(outputs["Seconds"]["Value"], 0)
+        self.assertLess(outputs["Seconds"]["Value"], time.monotonic() - begin)
+
+    def test_linked(self):
+        folder = os.path.join(self.folder, "shown")
+        outputs, _ = self.run_example("linked.tsmx", "--preview", folder)
+        self.assertEqual({name: data["Value"] for name, data in outputs.items()},
+                         {"First": "Version 2", "Second": "Version 3"})
+        for name, licence in (("first", "GPL-2"), ("second", "GPL-3")):
+            self.assertEqual(read(os.path.join(folder, name + ".view-Text_searched-Input1.txt")),
+                             read(os.path.join(LICENCES, licence)))
+
+    def test_preview(self):
+        folder = os.path.join(self.folder, "shown")
+        self.run_example("preview.tsmx", "--preview", folder)
+        self.assertEqual(sorted(os.listdir(folder)), ["files-Input1.txt", "values-Table_and_ramp-Input1.csv",
+                                                      "values-Table_and_ramp-Input2.ppm"])
+        for name in os.listdir(LICENCES):
+            self.assertIn(name, read(os.path.join(folder, "files-Input1.txt")))
+        self.assertEqual(read(os.path.join(folder, "values-Table_and_ramp-Input1.csv")), "row,value\n0,3\n1,1\n2,2\n")
 
 
 if __name__ == "__main__":

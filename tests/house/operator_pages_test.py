@@ -30,6 +30,11 @@ def block(page, language):
     return re.search(rf"^```{language}\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)[1]
 
 
+def further_documents(page):
+    """Those that a page shows beside its model, each named behind its fence."""
+    return re.findall(r"^```json (\S+)\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
+
+
 def run_program(*arguments, **options):
     return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, encoding="utf-8", timeout=60, **options)
 
@@ -59,15 +64,17 @@ class OperatorPagesTest(unittest.TestCase):
             with self.subTest(name):
                 sheet = json.loads(run_program("describe", "VANTIX." + name, "--json").stdout)
                 title, _, facts = read_page(name).split("\n")[:3]
-                self.assertEqual(title, "# " + sheet["displayName"])
-                self.assertEqual(facts, f"`VANTIX.{name}` · {sheet['displayCategory']}")
+                # Some operators have neither a name to be shown nor a category.
+                self.assertEqual(title, "# " + (sheet["displayName"] or name))
+                self.assertEqual(facts, f"`VANTIX.{name}` · {sheet['displayCategory']}".removesuffix(" · "))
 
     def test_examples_do_what_the_pages_say(self):
         for name in page_names():
             with self.subTest(name), tempfile.TemporaryDirectory() as folder:
                 page = read_page(name)
                 for path, text in (("model.tsmx", block(page, "json")), ("texts/one.txt", "1\n"), ("texts/two.md", "2\n"),
-                                   ("licence.txt", "Sample Licence\nVersion 2, June 1991\n")):
+                                   ("licence.txt", "Sample Licence\nVersion 2, June 1991\n"),
+                                   *further_documents(page)):
                     os.makedirs(os.path.dirname(os.path.join(folder, path)), exist_ok=True)
                     with open(os.path.join(folder, path), "w", encoding="utf-8") as file:
                         file.write(text)

@@ -359,6 +359,19 @@ const std::vector<Sheet> kSheets = {
      L"",
      true,
      {L"Category", L"Name", L"Value"}},
+    {L"Preview", L"Preview", L"Output|View", L"viewer_menu.ico", L"Input_Output", L"", false, {L"Input1"}},
+    {L"TesseraModel", L"Tessera Model", L"General", L"TesseraX.ico", L"", L"", false, {L"LinkedModelFilename"}},
+    {L"OperatorNotFound", L"", L"", L"sign_warning_toxic.ico", L"Not_Found", L"", true, {}},
+    {L"MeasurePerformanceModel", L"", L"", L"", L"", L"", false, {L"DurationInSeconds"}},
+    {L"LockWhileExecuting", L"", L"", L"lock2.ico", L"", L"", false, {L"DatasetReference", L"Timeout"}},
+    {L"CatchError",
+     L"Catch Error",
+     L"Conditional",
+     L"CatchError.ico",
+     L"",
+     L"Test|Exception|Trap|Suppress|Intercept|Failure|Detect|Assert",
+     false,
+     {L"ErrorOccurred"}},
 };
 
 TEST(Catalogue, SheetsAndPorts) {
@@ -417,6 +430,12 @@ TEST(Catalogue, PortsAsDeclared) {
        1,
        false,
        false},
+      {L"Preview.Input1", {L"VANTIX.Data"}, 0, false, false},
+      {L"TesseraModel.LinkedModelFilename", {L"VANTIX.File"}, 2, false, false},
+      {L"MeasurePerformanceModel.DurationInSeconds", {L"VANTIX.Double"}, 1, false, false},
+      {L"LockWhileExecuting.DatasetReference", {L"VANTIX.File"}, 0, false, false},
+      {L"LockWhileExecuting.Timeout", {L"VANTIX.Unsigned"}, 0, false, true},
+      {L"CatchError.ErrorOccurred", {L"VANTIX.Bool"}, 1, false, false},
   };
   testing_support::ModelHost host;
   for (const auto& sheet : kSheets) host.Add(sheet.name);
@@ -437,6 +456,8 @@ TEST(Catalogue, FilePortsTellTheDialog) {
   host.Add(L"TextFileInput");
   host.Add(L"Report");
   host.Add(L"CreateTempFilename");
+  host.Add(L"LockWhileExecuting");
+  host.Add(L"TesseraModel");
   const auto attribute = [&](const wchar_t* port, const wchar_t* key) {
     return host.PortOf(port)->GetAttribute(key)->ToString();
   };
@@ -447,6 +468,13 @@ TEST(Catalogue, FilePortsTellTheDialog) {
   EXPECT_EQ(attribute(L"Report.TextFilename", L"Extension"), L"*.txt");
   EXPECT_EQ(attribute(L"Report.TextFilename", L"Kind"), L"text");
   EXPECT_EQ(attribute(L"CreateTempFilename.Filename", L"Kind"), L"any");
+  EXPECT_EQ(attribute(L"LockWhileExecuting.DatasetReference", L"FileFilter"), L"Any File (*.*)");
+  EXPECT_EQ(attribute(L"LockWhileExecuting.DatasetReference", L"Extension"), L"*.*");
+  EXPECT_EQ(attribute(L"LockWhileExecuting.DatasetReference", L"Kind"), L"any");
+  EXPECT_EQ(attribute(L"LockWhileExecuting.DatasetReference", L"Input"), L"true");
+  EXPECT_EQ(attribute(L"TesseraModel.LinkedModelFilename", L"FileFilter"), L"Tessera Model (*.tsmx)");
+  EXPECT_EQ(attribute(L"TesseraModel.LinkedModelFilename", L"Extension"), L"*.tsmx");
+  EXPECT_EQ(attribute(L"TesseraModel.LinkedModelFilename", L"Kind"), L"text");
   using Tamrin::Tessera::BoolData;
   const auto input = [&](const wchar_t* port) {
     return boost::dynamic_pointer_cast<BoolData>(host.PortOf(port)->GetAttribute(L"Input"))->GetDataValue();
