@@ -363,7 +363,8 @@ JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   WriteAttributes(json, op, Member(memory.source, kNode[NodeAttributes]), memory.attributes, saidInModel);
   WriteOverrides(json, op, memory);
   auto* const model = dynamic_cast<Model*>(&op);
-  if (model && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
+  // What is inside a model that does not show it is made by the model itself.
+  if (model && model->AllowsReflection() && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
     json.Set(kNode[NodeModel], WriteModel(*model, memory, false));
   AppendUnknown(json, memory.source, kNode);
   return json;
