@@ -85,8 +85,10 @@ class ItemJoiner {
     const bool isFirst = joined_.empty();
     for (const auto& inner : list) {
       // The first list is taken as it is; the type of its first item counts for what follows.
-      if (isFirst) AddAsItIs(inner);
-      else AddConverted(inner);
+      if (isFirst)
+        AddAsItIs(inner);
+      else
+        AddConverted(inner);
     }
   }
 

@@ -1,9 +1,9 @@
 #include <cmath>
 
-#include "support.h"
-#include "txbasiclib/basicvalues.h"
 #include "kcommon/kstr.h"
 #include "korvenlog/exception.h"
+#include "support.h"
+#include "txbasiclib/basicvalues.h"
 #include "txlib/conversion.h"
 #include "txlib/dataref.h"
 #include "txlib/jsonvalue.h"

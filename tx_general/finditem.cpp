@@ -23,9 +23,7 @@ class TextMatcher {
     if (typeid(wanted) == typeid(DoubleData)) number_ = &static_cast<const DoubleData&>(wanted).GetDataValue();
   }
 
-  bool IsOfType(const Data& item) const {
-    return typeid(item) == typeid(wanted_) || item.GetDataTypeName() == type_;
-  }
+  bool IsOfType(const Data& item) const { return typeid(item) == typeid(wanted_) || item.GetDataTypeName() == type_; }
 
   bool Matches(const Data& item) const {
     // The text of a number tells its bits, but for not-a-number; making a million of them takes long.
