@@ -1,4 +1,7 @@
 #include <cmath>
+#include <typeindex>
+#include <typeinfo>
+#include <unordered_map>
 
 #include "kcommon/kstr.h"
 #include "korvenlog/exception.h"
@@ -47,52 +50,88 @@ bool FindType(ObjectName& name) {
   return found == 1;
 }
 
-JsonValue JsonOfSingle(const DataPtr& data) {
-  if (data->HasNoValue()) return JsonValue(data->ToString());
-  // What is no number at all is told by its texts alone; a number is asked for its integer only where it is whole.
-  const auto real = AsDataOf<DoubleData>(data);
-  if (real) {
-    const double value = real->GetDataValue();
-    if (std::isnan(value) || value != std::trunc(value)) return JsonValue(value);
+/// Builds the JSON of a value, and knows by then which types are only texts.
+class JsonMaker {
+ public:
+  /// False where the value is nested too deep.
+  bool Fill(const DataPtr& data, unsigned depth, JsonValue& json) {
+    json = JsonValue();
+    if (!data) return true;
+    if (depth > kDeepestJson) return false;
+    const Data& value = *data;
+    // The same as by its keys below, without a handle for each.
+    if (typeid(value) == typeid(DictionaryData) && !value.HasNoValue()) {
+      const auto& items = static_cast<const DictionaryData&>(value).GetDataValue().GetItems();
+      if (!items.empty()) return FillMembers(items, depth, json);
+    }
+    const auto keys = data->GetKeys();
+    if (!keys.empty()) {
+      std::vector<Dictionary::Item> items;
+      for (const auto& key : keys) items.emplace_back(key, (*data)[key].AsDataOrNull());
+      return FillMembers(items, depth, json);
+    }
+    const std::int32_t count = data->Count();
+    if (count < 1) {
+      json = OfSingle(data);
+      return true;
+    }
+    json = JsonValue(JsonValueType::Array);
+    for (std::int32_t index = 0; index < count; ++index) {
+      JsonValue element;
+      if (!Fill((*data)[index].AsDataOrNull(), depth + 1, element)) return false;
+      json.Append(std::move(element));
+    }
+    return true;
   }
-  if (const auto whole = AsDataOf<IntData>(data)) return JsonValue(whole->GetDataValue());
-  if (real) return JsonValue(real->GetDataValue());
-  if (const auto truth = AsDataOf<BoolData>(data)) return JsonValue(truth->GetDataValue());
-  return JsonValue(data->ToString());
-}
 
-/// False where the value is nested too deep.
-bool FillJson(const DataPtr& data, unsigned depth, JsonValue& json) {
-  json = JsonValue();
-  if (!data) return true;
-  if (depth > kDeepestJson) return false;
-  const auto keys = data->GetKeys();
-  if (!keys.empty()) {
+ private:
+  bool FillMembers(const std::vector<Dictionary::Item>& items, unsigned depth, JsonValue& json) {
     json = JsonValue(JsonValueType::Object);
     json.Set("__keys__", JsonValue(JsonValueType::Array));
     JsonValue order(JsonValueType::Array);
-    for (const auto& key : keys) {
+    for (const auto& [key, item] : items) {
+      const std::string name = kstr_ToUtf8(key);
       JsonValue member;
-      if (!FillJson((*data)[key].AsDataOrNull(), depth + 1, member)) return false;
-      json.Set(kstr_ToUtf8(key), std::move(member));
-      order.Append(JsonValue(key));
+      if (!Fill(item, depth + 1, member)) return false;
+      json.Set(name, std::move(member));
+      order.Append(JsonValue::FromUtf8(name));
     }
     json.Set("__keys__", std::move(order));
     return true;
   }
-  const std::int32_t count = data->Count();
-  if (count < 1) {
-    json = JsonOfSingle(data);
-    return true;
+
+  JsonValue OfSingle(const DataPtr& data) {
+    const Data& value = *data;
+    if (value.HasNoValue() || IsOnlyText(value)) return JsonValue(data->ToString());
+    if (typeid(value) == typeid(IntData)) return JsonValue(static_cast<const IntData&>(value).GetDataValue());
+    const auto real = AsDataOf<DoubleData>(data);
+    if (real) {
+      // A number is asked for its integer only where it is whole.
+      const double number = real->GetDataValue();
+      if (std::isnan(number) || number != std::trunc(number)) return JsonValue(number);
+    }
+    if (const auto whole = AsDataOf<IntData>(data)) return JsonValue(whole->GetDataValue());
+    if (real) return JsonValue(real->GetDataValue());
+    if (const auto truth = AsDataOf<BoolData>(data)) return JsonValue(truth->GetDataValue());
+    return JsonValue(data->ToString());
   }
-  json = JsonValue(JsonValueType::Array);
-  for (std::int32_t index = 0; index < count; ++index) {
-    JsonValue element;
-    if (!FillJson((*data)[index].AsDataOrNull(), depth + 1, element)) return false;
-    json.Append(std::move(element));
+
+  /// True where the type is not converted to a number or a truth value at all.
+  bool IsOnlyText(const Data& value) {
+    const auto [found, isNew] = onlyText_.try_emplace(typeid(value), false);
+    if (!isNew) return found->second;
+    const auto converts = [&](const ObjectName& type) {
+      return value.GetDataTypeName() == type ||
+             ConversionFactory::ConversionExists(value.GetTypeNamespace(), value.GetTypeName(), type.Namespace,
+                                                 type.Name);
+    };
+    found->second = !converts(DoubleData::DefaultTypeName()) && !converts(IntData::DefaultTypeName()) &&
+                    !converts(BoolData::DefaultTypeName());
+    return found->second;
   }
-  return true;
-}
+
+  std::unordered_map<std::type_index, bool> onlyText_;
+};
 
 /// Null where the value has no keys.
 DataPtr DictionaryOf(Data& source) {
@@ -111,7 +150,7 @@ DataPtr ConvertedTo(const DataPtr& source, const ObjectName& target) {
   if (target == DictionaryData::DefaultTypeName()) return DictionaryOf(*source);
   if (target != Tamrin::TesseraBasic::JsonData::DefaultTypeName()) return nullptr;
   JsonValue json;
-  if (!FillJson(source, 0, json)) return nullptr;
+  if (!JsonMaker().Fill(source, 0, json)) return nullptr;
   return MakeData<Tamrin::TesseraBasic::JsonData>(std::move(json));
 }
 

@@ -1,5 +1,6 @@
+#include <algorithm>
 #include <string>
-#include <string_view>
+#include <typeinfo>
 #include <unordered_set>
 #include <vector>
 
@@ -90,25 +91,37 @@ class DictionaryComparison {
       Differ(second.label + L"'s keys are: " + Listed(otherKeys));
       if (!report_) return false;
     }
-    const std::unordered_set<std::wstring_view> others(otherKeys.begin(), otherKeys.end());
     for (const auto& key : keys) {
-      if (!others.count(key)) {
+      DataPtr value, other;
+      FindMember(*first.data, key, value);
+      if (!FindMember(*second.data, key, other)) {
         equal = Differ(second.label + L" does not contain the key " + key + L".");
+      } else if (report_) {
+        equal = AreEqual({value, first.label + L"/" + key}, {other, second.label + L"/" + key}) && equal;
       } else {
-        const auto value = (*first.data)[key].AsDataOrNull(), other = (*second.data)[key].AsDataOrNull();
-        equal = AreEqualBelow(first, second, L"/" + key, value, other) && equal;
+        equal = AreEqual({value, {}}, {other, {}});
       }
       if (!equal && !report_) return false;
     }
-    if (!equal) TellMissing(first, keys, otherKeys);
+    for (const auto& key : equal ? Keys() : otherKeys) {
+      DataPtr ignored;
+      if (!FindMember(*first.data, key, ignored)) Differ(first.label + L" does not contain the key " + key + L".");
+    }
     return equal;
   }
 
-  void TellMissing(const Side& side, const Keys& keys, const Keys& otherKeys) {
-    const std::unordered_set<std::wstring_view> own(keys.begin(), keys.end());
-    for (const auto& key : otherKeys) {
-      if (!own.count(key)) Differ(side.label + L" does not contain the key " + key + L".");
+  /// False where there is no such key. A member may be null.
+  static bool FindMember(Data& data, const std::wstring& key, DataPtr& member) {
+    const Data& value = data;
+    if (typeid(value) == typeid(DictionaryData)) {
+      const Dictionary& dictionary = static_cast<const DictionaryData&>(value).GetDataValue();
+      member = dictionary.Find(key);
+      return member || dictionary.Contains(key);
     }
+    member = data[key].AsDataOrNull();
+    if (member) return true;
+    const auto keys = data.GetKeys();
+    return std::find(keys.begin(), keys.end(), key) != keys.end();
   }
 
   bool AreItemsEqual(const Side& first, const Side& second) {
@@ -121,16 +134,11 @@ class DictionaryComparison {
     bool equal = true;
     for (std::int32_t index = 0; index < count; ++index) {
       const auto value = (*first.data)[index].AsDataOrNull(), other = (*second.data)[index].AsDataOrNull();
-      equal = AreEqualBelow(first, second, L"/[" + std::to_wstring(index) + L"]", value, other) && equal;
+      const std::wstring step = report_ ? L"/[" + std::to_wstring(index) + L"]" : std::wstring();
+      equal = AreEqual({value, first.label + step}, {other, second.label + step}) && equal;
       if (!equal && !report_) return false;
     }
     return equal;
-  }
-
-  bool AreEqualBelow(const Side& first, const Side& second, const std::wstring& step, const DataPtr& value,
-                     const DataPtr& other) {
-    return AreEqual({value, report_ ? first.label + step : std::wstring()},
-                    {other, report_ ? second.label + step : std::wstring()});
   }
 
   bool AreSinglesEqual(const Side& first, const Side& second) {

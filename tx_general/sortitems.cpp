@@ -34,13 +34,22 @@ bool ReadNumberOf(const Data& item, double& number) {
   return true;
 }
 
-/// Sorts a list of nothing but numbers, which then lie side by side: the order that the values themselves give, with
-/// not-a-number above all others. False where there is something else, and the indices are as they were.
+/// Sorts a list of nothing but numbers and empty items. The numbers then lie side by side, and have the order that the
+/// values themselves give, with not-a-number above all others. False where there is something else, and the indices
+/// are as they were.
 bool SortNumbers(const DataList& items, bool descending, ItemIndices& indices) {
-  std::vector<std::pair<double, unsigned>> keys(items.size());
-  for (std::size_t index = 0; index < items.size(); ++index) {
-    if (!items[index] || !ReadNumberOf(*items[index], keys[index].first)) return false;
-    keys[index].second = static_cast<unsigned>(index);
+  std::vector<std::pair<double, unsigned>> keys;
+  keys.reserve(items.size());
+  ItemIndices empty;
+  for (unsigned index = 0; index < items.size(); ++index) {
+    double number = 0;
+    if (!items[index]) {
+      empty.push_back(index);
+    } else if (ReadNumberOf(*items[index], number)) {
+      keys.emplace_back(number, index);
+    } else {
+      return false;
+    }
   }
   const auto isBelow = [](double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); };
   if (descending) {
@@ -48,7 +57,10 @@ bool SortNumbers(const DataList& items, bool descending, ItemIndices& indices) {
   } else {
     std::stable_sort(keys.begin(), keys.end(), [&](const auto& a, const auto& b) { return isBelow(a.first, b.first); });
   }
-  std::transform(keys.begin(), keys.end(), indices.begin(), [](const auto& key) { return key.second; });
+  auto next = indices.begin();
+  if (!descending) next = std::copy(empty.begin(), empty.end(), next);
+  next = std::transform(keys.begin(), keys.end(), next, [](const auto& key) { return key.second; });
+  if (descending) std::copy(empty.begin(), empty.end(), next);
   return true;
 }
 
