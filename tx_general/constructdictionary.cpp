@@ -84,21 +84,31 @@ class ConstructDictionary : public Described<kConstructDictionary> {
   /// The value's port of that name, or null. The names are read for the first pull, and again where they turn out to
   /// have changed since: reading them all for each pull would make many pulls of many names slow.
   PortPtr FindValue(const std::wstring& name) {
-    const std::lock_guard lock(mutex_);
-    const auto known = pairs_.find(name);
-    if (known != pairs_.end() && known->second.name->TryGetOperator().get() == this &&
-        *GetPortDataAs<std::wstring>(known->second.name) == name) {
-      return known->second.value;
+    if (const auto known = LastPairs()) {
+      const auto found = known->find(name);
+      if (found != known->end() && found->second.name->TryGetOperator().get() == this &&
+          *GetPortDataAs<std::wstring>(found->second.name) == name) {
+        return found->second.value;
+      }
     }
-    pairs_ = ReadNames();
-    const auto found = pairs_.find(name);
-    return found == pairs_.end() ? nullptr : found->second.value;
+    const auto pairs = boost::make_shared<const Pairs>(ReadNames());
+    {
+      const std::lock_guard lock(mutex_);
+      pairs_ = pairs;
+    }
+    const auto found = pairs->find(name);
+    return found == pairs->end() ? nullptr : found->second.value;
+  }
+
+  boost::shared_ptr<const Pairs> LastPairs() {
+    const std::lock_guard lock(mutex_);
+    return pairs_;
   }
 
   NumberedPorts names_{L"Name"};
   NumberedPorts values_{L"Value"};
-  std::mutex mutex_;
-  Pairs pairs_;  ///< of the last pull that read the names
+  std::mutex mutex_;                      ///< never held while the names are read, which may run operators
+  boost::shared_ptr<const Pairs> pairs_;  ///< of the last pull that read the names
 };
 
 TX_GENERAL_FACTORY(ConstructDictionary)

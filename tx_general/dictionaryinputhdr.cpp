@@ -151,9 +151,10 @@ wchar_t DelimiterOf(const std::wstring& line) {
 
 class DictionaryInputHDR : public korven::tx_general::Described<korven::tx_general::kDictionaryInputHDR> {
  public:
+  DictionaryInputHDR() { SetPrototype(L"tessera.plugins.raster.DictionaryInput"); }
+
   void DeclarePorts() override {
     using namespace korven::tx_general;  // NOLINT: this class stands in the global namespace
-    SetPrototype(L"tessera.plugins.raster.DictionaryInput");
     CreateFileInput(*this, L"Filename", {L"HDR (*.hdr)", L"*.hdr", L"text", true});
     CreatePort(L"Dictionary", DictionaryData::DefaultTypeName(), PortType::Output);
   }

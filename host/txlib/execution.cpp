@@ -190,7 +190,9 @@ void Operator::DeactivateOperator() { state_->deactivated = true; }
 
 bool Operator::Apply(const boost::shared_ptr<DataRequest>& request) {
   Execute();
-  for (const auto& port : GetOutputPorts()) PortState::Of(*port).AnswerTo(*request, request->SelectFrom(port->GetExistingData()));
+  for (const auto& port : GetOutputPorts()) {
+    PortState::Of(*port).AnswerTo(*request, request->SelectFrom(port->GetExistingData()));
+  }
   return true;
 }
 

@@ -110,17 +110,12 @@ bool OperatorFactory::Contains(const std::wstring& nameSpace, const std::wstring
 
 Facts OperatorFactory::GetPluginTypeInfoByPrototype(const std::wstring& prototype) {
   EnsureBuiltIns();
-  static std::recursive_mutex mutex;
+  static std::mutex mutex;
   static std::unordered_map<std::wstring, Facts> known;
   static std::size_t knownOperators = 0;
-  static bool collecting = false;
   const std::lock_guard lock(mutex);
-  // An operator that is made out of those of a prototype asks for them while it is itself looked at.
-  if (collecting) return {};
   const std::size_t operators = PluginManager::Instance().List(kCategory).size();
   if (operators != knownOperators) {  // a plug-in may have been loaded since
-    collecting = true;
-    const boost::shared_ptr<void> done(nullptr, [](void*) { collecting = false; });
     known = CollectPrototypes();
     knownOperators = operators;
   }

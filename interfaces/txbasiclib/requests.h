@@ -26,7 +26,8 @@ class ItemRequest : public Tessera::DataRequest {
   ItemRequest() = default;
   explicit ItemRequest(boost::shared_ptr<Tessera::DataRequest> request) : request_(std::move(request)) {}
   /// False where there is no such item. `whole` may be null.
-  virtual bool TakeItem(const boost::shared_ptr<Tessera::Data>& whole, boost::shared_ptr<Tessera::Data>& item) const = 0;
+  virtual bool TakeItem(const boost::shared_ptr<Tessera::Data>& whole,
+                        boost::shared_ptr<Tessera::Data>& item) const = 0;
 
  private:
   enum class State { Unknown, Found, Missing };

@@ -1,5 +1,7 @@
 #include "txbasiclib/requests.h"
 
+#include <thread>
+
 #include "support/testoperators.h"
 #include "tx_general/values.h"
 #include "txbasiclib/datapath.h"
@@ -224,6 +226,27 @@ TEST_F(Requests, AnOperatorThatMakesAllGivesTheItemOutOfIt) {
   host_.Add(L"Merge", L"merge");
   host_.Connect(L"sort.DataOut", L"merge.Input1");
   EXPECT_EQ(Pull(L"merge.Output", At(0)), L"1") << "through one that passes on";
+}
+
+TEST_F(Requests, ManyThreadsPullAtOnce) {
+  host_.Add(L"List", L"list");
+  Feed(L"list", L"Value", 4);
+  host_.Add(L"RemoveEmptyItems", L"kept");
+  host_.Connect(L"list.ListOut", L"kept.ListIn");
+  host_.Add(L"Dictionary", L"dictionary");
+  host_.Connect(L"kept.ListOut", L"dictionary.Value1").Set(L"dictionary.Name1", L"a");
+  host_.Add(L"DictionaryItem", L"item");
+  host_.Connect(L"dictionary.DictionaryOut", L"item.Dictionary").Set(L"item.Name1", L"a/[2]");
+  std::vector<std::wstring> answers(4);
+  std::vector<std::thread> threads;
+  for (auto& answer : answers) {
+    threads.emplace_back([&] {
+      for (int pull = 0; pull < 200; ++pull) answer = Pull(L"item.Item1", Plain());
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(answers, std::vector<std::wstring>(4, L"4"));
+  EXPECT_EQ(Runs(), (Counts{1, 1, 1, 0}));
 }
 
 }  // namespace
