@@ -86,6 +86,16 @@ bool Follow(const boost::shared_ptr<Tessera::Data>& data, const std::wstring& pa
   return true;
 }
 
+/// A step by index means an item of whatever is counted, also of what is no list.
+class IndexStepRequest : public DirectedDataRequest {
+ protected:
+  bool TakeItem(const boost::shared_ptr<Tessera::Data>& whole, boost::shared_ptr<Tessera::Data>& item) const override {
+    Step step;
+    step.index = static_cast<std::int32_t>(GetIndex());
+    return whole && Descend(*whole, step, item);
+  }
+};
+
 }  // namespace
 
 bool IsValidPath(const boost::shared_ptr<Tessera::Data>& data, const std::wstring& path) {
@@ -107,7 +117,7 @@ boost::shared_ptr<Tessera::DataRequest> CreateDataRequest(const std::wstring& pa
   boost::shared_ptr<Tessera::DataRequest> result = request;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     if (step->index >= 0) {
-      const auto directed = boost::make_shared<DirectedDataRequest>();
+      const auto directed = boost::make_shared<IndexStepRequest>();
       directed->SetIndex(static_cast<unsigned>(step->index));
       directed->SetDataRequest(result);
       result = directed;

@@ -14,6 +14,8 @@ void DataRequest::SetAttribute(const std::wstring& key, const boost::shared_ptr<
   attributes_[key] = value;
 }
 
+boost::shared_ptr<Data> DataRequest::SelectFrom(const boost::shared_ptr<Data>& whole) { return whole; }
+
 std::wstring DataRequest::Description() const { return L"A request that is pulled through a model"; }
 
 std::wstring DataRequest::Provider() const { return kEngineProvider; }

@@ -363,8 +363,9 @@ JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   WriteAttributes(json, op, Member(memory.source, kNode[NodeAttributes]), memory.attributes, saidInModel);
   WriteOverrides(json, op, memory);
   auto* const model = dynamic_cast<Model*>(&op);
-  // What can't be opened is another document's inside.
-  if (model && model->IsOpenable() && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
+  // What can't be opened, or does not show its inside, makes that by itself.
+  const bool showsInside = model && model->IsOpenable() && model->AllowsReflection();
+  if (showsInside && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
     json.Set(kNode[NodeModel], WriteModel(*model, memory, false));
   AppendUnknown(json, memory.source, kNode);
   return json;

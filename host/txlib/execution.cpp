@@ -190,13 +190,15 @@ void Operator::DeactivateOperator() { state_->deactivated = true; }
 
 bool Operator::Apply(const boost::shared_ptr<DataRequest>& request) {
   Execute();
-  for (const auto& port : GetOutputPorts()) PortState::Of(*port).AnswerTo(*request, port->GetExistingData());
+  for (const auto& port : GetOutputPorts()) {
+    PortState::Of(*port).AnswerTo(*request, request->SelectFrom(port->GetExistingData()));
+  }
   return true;
 }
 
 void Operator::Apply(const boost::shared_ptr<Port>& port, const boost::shared_ptr<DataRequest>& request) {
   if (!state_->IsRunningHere()) Execute();
-  port->SetData(port->GetExistingData(), request);
+  port->SetData(request->SelectFrom(port->GetExistingData()), request);
 }
 
 // Invalidation.

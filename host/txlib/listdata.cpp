@@ -36,6 +36,8 @@ std::wstring StringListData::ToString() const { return ContainedText(*this); }
 
 std::wstring StringListData::ToShortString() const { return ShortContainerText(*this); }
 
+std::wstring StringListData::ToReportString() const { return ContainerReport(*this); }
+
 bool StringListData::FromString(const std::wstring& text) {
   JsonValue json;
   return json.Deserialize(text) && json.IsArray() && FromJSON(json);

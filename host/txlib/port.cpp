@@ -184,9 +184,9 @@ boost::shared_ptr<Data> Port::GetData(const boost::shared_ptr<DataRequest>& requ
   PortState& state = State(this);
   if (state.type != PortType::Output) {
     PortState* const feeder = state.Feeder();
-    return feeder ? feeder->GetData(request) : state.ValueAlongAliases();
+    return feeder ? feeder->GetData(request) : request->SelectFrom(state.ValueAlongAliases());
   }
-  if (!state.owner) return state.OutputData();
+  if (!state.owner) return request->SelectFrom(state.OutputData());
   Pull pull(state, *request);
   const PullWatch watch(*state.owner);
   state.owner->Apply(shared_from_this(), request);

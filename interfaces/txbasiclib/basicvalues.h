@@ -22,6 +22,7 @@ class TableData : public tessera::DataT<Table> {
   TESSERA_DATA_TYPE(L"Table")
   TESSERA_DATA_OPERATIONS
   std::wstring ToShortString() const override;
+  std::wstring ToReportString() const override;              ///< a row a line, where one line does not hold them
   tessera::DataRef operator[](std::int32_t index) override;  ///< the row as a Scalar; assigning leaves the table alone
   using Data::operator[];
   std::int32_t Count() const override;
@@ -33,6 +34,7 @@ class MatrixData : public tessera::DataT<Matrix> {
   TESSERA_DATA_TYPE(L"Matrix")
   TESSERA_DATA_OPERATIONS
   std::wstring ToShortString() const override;
+  std::wstring ToReportString() const override;  ///< a row a line, where one line does not hold them
 };
 
 class ScalarData : public tessera::DataT<Scalar> {
@@ -55,6 +57,7 @@ class AttributeTableData : public tessera::DataT<AttributeTable> {
   using DataT<AttributeTable>::DataT;
   TESSERA_DATA_TYPE(L"AttributeTable")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToReportString() const override;  ///< a column a line, where one line does not hold them
   std::vector<std::wstring> GetKeys() const override;
   tessera::DataRef operator[](const std::wstring& key) override;
   using Data::operator[];
@@ -98,6 +101,7 @@ class JsonData : public tessera::DataT<tessera::JsonValue> {
   using DataT<tessera::JsonValue>::DataT;
   TESSERA_DATA_TYPE(L"Json")
   TESSERA_DATA_OPERATIONS
+  std::wstring ToReportString() const override;  ///< over several lines, where one does not hold it
   std::vector<std::wstring> GetKeys() const override;
   tessera::DataRef operator[](std::int32_t index) override;
   tessera::DataRef operator[](const std::wstring& key) override;

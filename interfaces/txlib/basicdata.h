@@ -117,6 +117,7 @@ class StringListData : public DataT<std::vector<std::wstring>> {
   TESSERA_DATA_TYPE(L"StringList")
   TESSERA_DATA_OPERATIONS
   std::wstring ToShortString() const override;
+  std::wstring ToReportString() const override;
   DataRef operator[](std::int32_t index) override;
   using Data::operator[];
   std::int32_t Count() const override;

@@ -17,6 +17,9 @@ class DataRequest : public korven::plugin::IPlugin {
   /// Null for a key that is not set.
   boost::shared_ptr<Data> GetAttribute(const std::wstring& key) const;
   void SetAttribute(const std::wstring& key, const boost::shared_ptr<Data>& value);
+  /// What of a whole value is asked for: the value itself, or the item that a request for one item means. Used where
+  /// nobody upstream can make that item alone.
+  virtual boost::shared_ptr<Data> SelectFrom(const boost::shared_ptr<Data>& whole);
 
   const wchar_t* Name() const override { return L"DataRequest"; }
   std::wstring Description() const override;

@@ -17,13 +17,40 @@ EXAMPLES = os.path.join(ROOT, "examples")
 PROGRAM = os.environ["TESSERA"]
 LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
-COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx",
-           "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx"}
+COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
+           "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx"}
 
 
 def read(path):
     with open(path, encoding="utf-8") as file:
         return file.read()
+
+
+def plain(data):
+    """A typed value without its types."""
+    if not isinstance(data, dict) or set(data) != {"Type", "Value"}:
+        return data
+    value = data["Value"]
+    if isinstance(value, list):
+        return [plain(item) for item in value]
+    if isinstance(value, dict):
+        return {key: plain(item) for key, item in value.items()}
+    return value
+
+
+def parse_header(path):
+    """Entries of a header whose lists have their items on lines of their own, or are on one line."""
+    def value(text):
+        for kind in (int, float):
+            if re.fullmatch(r"[-0-9.]*[0-9]", text) and text.count("-") < 2:
+                try:
+                    return kind(text)
+                except ValueError:
+                    continue
+        return int(text.split("-")[0]) if re.fullmatch("[0-9-]+", text) else text
+    entries = re.findall(r"^([^=\n{}]+?) *= *(\{[^}]*\}|[^{\n]+)$", read(path), re.MULTILINE)
+    return {key: [value(item.strip()) for item in text[1:-1].split(",")] if text.startswith("{") else value(text)
+            for key, text in entries}
 
 
 def licence_files(folder=LICENCES):
@@ -146,6 +173,93 @@ class ExamplesTest(unittest.TestCase):
         self.assertEqual(run.returncode, 1)
         self.assertTrue(run.stderr.endswith('error: Default output path: Could not determine type of preference '
                                             '"ksc:no_such_preference"\n'), run.stderr)
+
+    def test_lists(self):
+        # The integers of the model take the type of the first value.
+        values = [4.5, 1.25, 9.0, 2.5, 7.0, 0.5]
+        outputs, _ = self.run_example("lists.tsmx")
+        self.assertEqual(plain(outputs["HadGaps"]), True)
+        self.assertEqual(plain(outputs["Sorted"]), sorted(values))
+        self.assertEqual({item["Type"] for item in outputs["Sorted"]["Value"]}, {"VANTIX.Double"})
+        self.assertEqual(plain(outputs["Places"]), [values.index(value) for value in sorted(values)])
+        self.assertEqual(plain(outputs["Count"]), len(values))
+        self.assertEqual(plain(outputs["Middle"]), sorted(values)[1:4])
+        self.assertEqual(plain(outputs["Smallest"]), min(values))
+        self.assertEqual(plain(outputs["WasAt"]), [values.index(min(values))])
+        self.assertEqual(plain(outputs["Units"]), ["mm", "cm"])
+
+    def test_lists_of_other_ranges(self):
+        outputs, _ = self.run_example("lists.tsmx", "--set", "Values=[3, 1]", "--set", "From=3", "--set", "To=0")
+        self.assertEqual(plain(outputs["Middle"]), [7, 3, 1, 0], "downwards, and whole numbers as the first is")
+        self.assertEqual(plain(outputs["HadGaps"]), False)
+
+    def test_lists_beyond_the_end(self):
+        run = self.run_program("run", os.path.join(EXAMPLES, "lists.tsmx"), "--set", "To=6")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith("error: Arrange Items: Range 1:6 on port(RangeList) is outside the bounds "
+                                            "0 to 5.\n"), run.stderr)
+
+    def run_scene_header(self, *arguments):
+        return self.run_example("scene-header.tsmx", "--set", "Header=" + os.path.join(EXAMPLES, "scene.hdr"),
+                                *arguments)[0]
+
+    def test_scene_header(self):
+        header = parse_header(os.path.join(EXAMPLES, "scene.hdr"))
+        outputs = self.run_scene_header()
+        self.assertEqual(plain(outputs["Samples"]), header["samples"])
+        self.assertEqual(plain(outputs["Entry"]), header["band names"][2])
+        self.assertEqual(plain(outputs["Type"]), "String")
+        scene = dict(header, interleave="bil", checked=True)
+        self.assertEqual(plain(outputs["Scene"]), scene)
+        self.assertEqual(list(outputs["Scene"]["Value"]), list(header) + ["checked"], "keys keep their places")
+        document = outputs["Json"]["Value"]
+        self.assertEqual(document.pop("__keys__"), list(scene))
+        self.assertEqual(document, scene)
+
+    def test_scene_header_by_other_paths(self):
+        header = parse_header(os.path.join(EXAMPLES, "scene.hdr"))
+        for path, expected, name in (("map info/[3]", header["map info"][3], "Double"), ("bands", 4, "Int"),
+                                     ("wavelength", header["wavelength"], "List")):
+            with self.subTest(path):
+                outputs = self.run_scene_header("--set", "Wanted=" + path)
+                self.assertEqual((plain(outputs["Entry"]), plain(outputs["Type"])), (expected, name))
+
+    def test_scene_header_refuses_what_is_not_there(self):
+        arguments = ["run", os.path.join(EXAMPLES, "scene-header.tsmx")]
+        run = self.run_program(*arguments, "--set", "Header=" + os.path.join(EXAMPLES, "scene.hdr"),
+                               "--set", "Wanted=cloud cover")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith("error: Dictionary Item: Item cloud cover does not exist.\n"), run.stderr)
+        run = self.run_program(*arguments, "--set", "Header=nowhere.hdr")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith("Cannot open nowhere.hdr with any available raster engine.\n"), run.stderr)
+
+    def run_comparison(self, *arguments):
+        names = [f"{port}={os.path.join(EXAMPLES, name)}" for port, name in (("First", "scene.hdr"),
+                                                                            ("Second", "scene-later.hdr"))]
+        outputs, _ = self.run_example("compare-scenes.tsmx", "--set", names[0], "--set", names[1], *arguments)
+        return {name: plain(data) for name, data in outputs.items()}
+
+    def test_compare_scenes(self):
+        outputs = self.run_comparison()
+        first, second = (parse_header(os.path.join(EXAMPLES, name)) for name in ("scene.hdr", "scene-later.hdr"))
+        expected = []
+        for key, value in first.items():
+            if key == "acquisition date" or value == second[key]:
+                continue
+            pairs = enumerate(zip(value, second[key])) if isinstance(value, list) else [(None, (value, second[key]))]
+            for index, (one, other) in pairs:
+                way = key if index is None else f"{key}/[{index}]"
+                if one != other:
+                    expected.append(f"Input1/{way}'s value is {json.dumps(one)} != "
+                                    f"Input2/{way}'s value is {json.dumps(other)}")
+        self.assertEqual(len(expected), 2)
+        self.assertEqual(outputs, {"Agree": False, "Differences": expected, "SameWavelengths": True,
+                                   "IsWavelengthMissing": False})
+
+    def test_compare_a_scene_with_itself(self):
+        outputs = self.run_comparison("--set", "Second=" + os.path.join(EXAMPLES, "scene.hdr"))
+        self.assertEqual((outputs["Agree"], outputs["Differences"]), (True, []))
 
 
     def test_catch_error(self):

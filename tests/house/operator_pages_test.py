@@ -74,7 +74,9 @@ class OperatorPagesTest(unittest.TestCase):
                 page = read_page(name)
                 for path, text in (("model.tsmx", block(page, "json")), ("texts/one.txt", "1\n"), ("texts/two.md", "2\n"),
                                    ("licence.txt", "Sample Licence\nVersion 2, June 1991\n"),
-                                   *further_documents(page)):
+                                   *further_documents(page),
+                                   ("scene.hdr", "ENVI\nsamples = 512\nwavelength = {\n  482.04,\n  561.41}\n"
+                                                 "sensor = Grün 2\n")):
                     os.makedirs(os.path.dirname(os.path.join(folder, path)), exist_ok=True)
                     with open(os.path.join(folder, path), "w", encoding="utf-8") as file:
                         file.write(text)

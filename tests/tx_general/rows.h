@@ -33,8 +33,12 @@ inline void ExpectSame(const DataPtr& found, const DataPtr& expected) {
 }
 
 inline void Prepare(ModelHost& host, const Row& row) {
-  host.Add(row.op, L"op");
-  for (const auto& [port, data] : row.inputs) host.Set(L"op." + port, data);
+  const auto op = host.Add(row.op, L"op");
+  for (const auto& [port, data] : row.inputs) {
+    // As a document does: a numbered port is there once it is named.
+    for (int sets = 0; op->IsExpandible() && !op->GetPort(port) && sets < 10; ++sets) op->AddExpansionPorts();
+    host.Set(L"op." + port, data);
+  }
 }
 
 /// What a run of a row came to.

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstdlib>
 
 #include "tx_general/rows.h"
@@ -61,6 +62,24 @@ TEST(RegExSearchOp, Rows) {
        L"Null data found on port(StringIn).",
        false},
   });
+}
+
+// Tried in all its ways, each of these would take longer than anybody waits.
+TEST(RegExSearchOp, ExpressionsOfExponentialTimeEndInAnError) {
+  const std::wstring text = std::wstring(60, L'a') + L"!";
+  for (const wchar_t* expression : {L"^(a+)+$", L"^(a|aa)+$", L"(a*)*b", L"^(a|a?)+$", L"(.*)*(.*)*(.*)*c"}) {
+    ModelHost host;
+    host.Add(L"RegularExpressionSearch", L"op");
+    host.Set(L"op.StringIn", text).Set(L"op.RegEx", expression);
+    const auto begin = std::chrono::steady_clock::now();
+    const bool ended = host.Run();
+    // One that the library sees through may end well, without a match.
+    if (ended)
+      EXPECT_FALSE(host.Existing(L"op.StringOut"));
+    else
+      EXPECT_NE(host.Error().find(L"complexity"), std::wstring::npos) << kstr_ToUtf8(host.Error());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60)) << kstr_ToUtf8(expression);
+  }
 }
 
 TEST(RegExSearchOp, MessageShowsTheDisplayNameOfThePort) {
