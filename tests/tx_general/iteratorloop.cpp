@@ -138,6 +138,7 @@ DataPtr NumberList(const std::vector<int>& numbers) {
 }
 
 Loop::Loop(unsigned threads, int) {
+  kerr_SetSessionLogSink({});
   host.GetModel()->GetEnvironment()->SetNumThreads(threads);
   host.Add(L"Iterator", L"each");
 }

@@ -74,7 +74,8 @@ std::wstring Text(const DataPtr& data);
 DataPtr Numbers(int count);
 DataPtr NumberList(const std::vector<int>& numbers);
 
-/// An iterator "each" over a hook "body", all of whose ports it shows.
+/// An iterator "each" over a hook "body", all of whose ports it shows. Its log lines go where LogLines made later take
+/// them, else nowhere.
 struct Loop {
   explicit Loop(const wchar_t* method = nullptr, unsigned threads = 2);
   /// Into the iterator: another iterator "inner" around the body.
