@@ -15,7 +15,8 @@ void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName
 
 void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
   RequestPtr asked = request;
-  if (AsDataOf<DataListData>(ownerPort_->GetData())) {
+  // Not what can be converted to a list: any value can.
+  if (boost::dynamic_pointer_cast<DataListData>(ownerPort_->GetData())) {
     // Whoever makes the list further up may then make this item alone.
     const auto directed = boost::make_shared<Tamrin::TesseraBasic::DirectedDataRequest>();
     directed->Initialize();

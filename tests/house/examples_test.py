@@ -88,44 +88,73 @@ class ExamplesTest(unittest.TestCase):
         run = self.run_program("check", *(os.path.join(EXAMPLES, name) for name in sorted(COVERED)))
         self.assertEqual((run.returncode, run.stderr), (0, ""))
 
-    def check_licence_report(self, text_file, *arguments):
+    def check_licence_report(self, folder, *arguments):
         outputs, log = self.run_example("licence-report.tsmx", *arguments)
-        text = read(text_file)
-        match = re.search(VERSION_LINE, text)
-        version = match[0] if match else "not found"
-        patents = "found" if re.search("[Pp]atent licen[cs]e", text) else "not found"
-        self.assertEqual(outputs["Version"], {"Type": "VANTIX.String", "Value": version})
-        self.assertEqual(outputs["Patents"], {"Type": "VANTIX.String", "Value": patents})
-        self.assertEqual(sorted(item["Value"] for item in outputs["Files"]["Value"]), sorted(licence_files()))
+        files = sorted(licence_files(folder))
+        versions, patents = [], []
+        for path in files:
+            text = read(path)
+            match = re.search(VERSION_LINE, text)
+            versions.append(match[0] if match else "no version line")
+            patents.append("yes" if re.search("[Pp]atent licen[cs]e", text) else "no")
+        for name, values in (("Versions", versions), ("Patents", patents)):
+            self.assertEqual([(item["Type"], item["Value"]) for item in outputs[name]["Value"]],
+                             [("VANTIX.String", value) for value in values])
+        self.assertEqual([item["Value"] for item in outputs["Files"]["Value"]], files)
 
         report = read(os.path.join(self.folder, "licence-report.txt"))
-        head, found = report.split(f"\n\nText read: {text_file}\n")
-        self.assertEqual(found, f"Version line: {version}\nPatent license: {patents}\n")
-        self.assertTrue(head.startswith("Licence report\n\nLicence files:\n"))
-        listed = re.findall(re.escape(LICENCES) + r"/[\w.+-]*\w", head)
-        self.assertEqual(sorted(listed), sorted(licence_files()))
-        # The log has the report's lines, without the empty ones.
-        self.assertEqual(log.splitlines(), [line for line in report.splitlines() if line])
-        return version, patents
+        head, found = report.split("\n\n", 1)
+        self.assertEqual(head, "Licence report")
+        self.assertEqual(json.loads(found), [f"{path}: {version}; patent license: {patent}"
+                                             for path, version, patent in zip(files, versions, patents)])
+        self.assertEqual(len(found.splitlines()), len(files) + 2, "a line each")
+        # The log has the report's lines, without the empty ones, behind those of the iterations.
+        lines = [line for line in report.splitlines() if line]
+        self.assertEqual(log.splitlines()[-len(lines):], lines)
+        iterations = log.splitlines()[:-len(lines)]
+        self.assertEqual(iterations[0], "Concurrency is 2.")
+        told = [re.fullmatch(r"Iteration (\d+)\((\d+)\) of (\d+)", line) for line in iterations[1:-1]]
+        self.assertEqual([int(line[1]) for line in told], list(range(1, len(files) + 1)))
+        self.assertEqual(sorted(int(line[2]) for line in told), list(range(1, len(files) + 1)))
+        self.assertEqual({int(line[3]) for line in told}, {len(files)})
+        self.assertEqual(iterations[-1], "Iterations complete")
+        self.assertEqual(os.listdir(self.temporary), [], "temporary files outlived their models")
+        return versions, patents
 
     def test_licence_report(self):
-        self.assertEqual(self.check_licence_report(os.path.join(LICENCES, "GPL-3")),
-                         ("Version 3, 29 June 2007", "found"))
+        versions, patents = self.check_licence_report(LICENCES, "--threads", "2")
+        self.assertIn("Version 3, 29 June 2007", versions)
+        self.assertIn("no version line", versions, "both branches are to be taken")
+        self.assertEqual(set(patents), {"yes", "no"})
 
     def test_licence_report_of_other_texts(self):
-        seen = set()
-        for name in ("Apache-2.0", "Artistic", "GPL-1", "MPL-2.0"):
-            path = os.path.join(LICENCES, name)
-            if os.path.exists(path):
-                with self.subTest(name):
-                    seen.add(self.check_licence_report(path, "--set", f"Text={path}")[0] == "not found")
-        self.assertEqual(seen, {True, False}, "both branches are to be taken")
+        folder = os.path.join(self.folder, "texts")
+        os.mkdir(folder)
+        for name, text in (("a", "Version 7, May 2001\n"), ("b", "\u00c9tude\n"), ("c", "a patent license\n")):
+            with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
+                file.write(text)
+        self.assertEqual(self.check_licence_report(folder, "--threads", "2", "--set", f"Folder={folder}"),
+                         (["Version 7, May 2001", "no version line", "no version line"], ["no", "no", "yes"]))
 
-    def test_licence_report_of_a_missing_text(self):
-        run = self.run_program("run", os.path.join(EXAMPLES, "licence-report.tsmx"), "--set", "Text=nowhere.txt")
+    def check_licence_report_fails(self, folder, message):
+        run = self.run_program("run", os.path.join(EXAMPLES, "licence-report.tsmx"), "--set", f"Folder={folder}")
         self.assertEqual(run.returncode, 1)
-        self.assertIn("error: Text File Input: Unable to open file: nowhere.txt ", run.stderr)
+        self.assertIn(message, run.stderr.splitlines()[-1])
         self.assertFalse(os.path.exists(os.path.join(self.folder, "licence-report.txt")))
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_licence_report_of_no_text(self):
+        folder = os.path.join(self.folder, "empty")
+        os.mkdir(folder)
+        self.check_licence_report_fails(folder, "error: Each licence: Empty list on input.")
+
+    def test_licence_report_of_a_text_that_is_none(self):
+        folder = os.path.join(self.folder, "texts")
+        os.mkdir(folder)
+        for name, content in (("good", b"Version 7, May 2001\n"), ("wrong", b"\xff\xfe\x00")):
+            with open(os.path.join(folder, name), "wb") as file:
+                file.write(content)
+        self.check_licence_report_fails(folder, f"error: Text File Input: Unable to open file: {folder}/wrong")
 
     def check_choose(self, expected, *arguments):
         outputs, log = self.run_example("choose.tsmx", *arguments)
