@@ -40,9 +40,9 @@ TEST(Iterator, MethodPortOffersTheTable) {
   const auto offered = tessera::AsDataOf<tessera::StringListData>(port->GetAttribute(L"AcceptableValues"));
   ASSERT_TRUE(offered);
   const Names names = offered->GetDataValue();
-  EXPECT_THAT(names, IsSupersetOf(Names{L"InProcessSerial", L"InProcessParallel", L"Echo",
-                                        L"Other.IteratorExecutionMethodEcho", L"Test.IteratorExecutionMethod",
-                                        L"Test.PlainMethod"}));
+  EXPECT_THAT(
+      names, IsSupersetOf(Names{L"InProcessSerial", L"InProcessParallel", L"Echo", L"Other.IteratorExecutionMethodEcho",
+                                L"Test.IteratorExecutionMethod", L"Test.PlainMethod"}));
   EXPECT_EQ(std::set<std::wstring>(names.begin(), names.end()).size(), names.size());
   EXPECT_THAT(names, Not(Contains(std::wstring())));
 }
@@ -198,9 +198,8 @@ TEST(Iterator, InputsAsHandedToTheMethod) {
 }
 
 TEST(Iterator, EachIterationGetsItsItems) {
-  const HookDoes pair([](Hook& hook, const DataPtr& in) {
-    return Value(Text(in) + L"/" + Text(hook.GetPort(L"Second")->GetData()));
-  });
+  const HookDoes pair(
+      [](Hook& hook, const DataPtr& in) { return Value(Text(in) + L"/" + Text(hook.GetPort(L"Second")->GetData())); });
   struct Row {
     DataPtr in, second;
     const wchar_t* expected;
@@ -236,7 +235,7 @@ TEST(Iterator, ListsComeFromOperatorsToo) {
 
 TEST(Iterator, EmptyListsAreRefusedWhateverTheOthersHold) {
   const std::vector<std::pair<DataPtr, DataPtr>> rows = {
-      {Numbers(0), nullptr}, {nullptr, Numbers(0)}, {Numbers(0), Numbers(5)}, {Numbers(5), Numbers(0)},
+      {Numbers(0), nullptr},  {nullptr, Numbers(0)},    {Numbers(0), Numbers(5)},    {Numbers(5), Numbers(0)},
       {Value(1), Numbers(0)}, {Numbers(0), Numbers(0)}, {Value(Names{}), Numbers(2)}};
   for (const auto& [in, second] : rows) {
     SCOPED_TRACE(kstr_ToUtf8(Text(in) + L" and " + Text(second)));

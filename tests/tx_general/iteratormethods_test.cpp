@@ -81,8 +81,8 @@ TEST(IteratorDrivers, ParallelWithoutThreadsIsSerial) {
   const ProgressLines progress(*loop.Each());
   const LogLines lines;
   EXPECT_EQ(loop.RunWith(Numbers(2)), L"[0, 1]");
-  EXPECT_THAT(lines.Get(), ElementsAre(L"Concurrency is zero.", L"Iteration 0 of 2", L"Iteration 1 of 2",
-                                       L"Iterations complete"));
+  EXPECT_THAT(lines.Get(),
+              ElementsAre(L"Concurrency is zero.", L"Iteration 0 of 2", L"Iteration 1 of 2", L"Iterations complete"));
   EXPECT_THAT(progress.values, ElementsAre(0, 50));
 }
 
@@ -339,9 +339,12 @@ Told MessagesOf(const tessera::Operator& op) {
 }
 
 void Tell(Hook& hook, tessera::Issue::Severity severity, const std::wstring& text) {
-  if (severity == tessera::Issue::Information) hook.SetInfoMessage(text);
-  else if (severity == tessera::Issue::Warning) hook.SetWarningMessage(text);
-  else hook.SetErrorMessage(text);
+  if (severity == tessera::Issue::Information)
+    hook.SetInfoMessage(text);
+  else if (severity == tessera::Issue::Warning)
+    hook.SetWarningMessage(text);
+  else
+    hook.SetErrorMessage(text);
 }
 
 TEST(IteratorRelay, MessagesReachTheOperatorThatTheUserDrew) {
@@ -478,8 +481,8 @@ TEST(IteratorMethods, PortsInOrder) {
   for (const wchar_t* name : {kSerial, kParallel}) {
     const auto method = tessera::OperatorFactory::Create(L"VANTIX", name);
     ASSERT_TRUE(method);
-    EXPECT_EQ(PortNames(*method), (Lines{L"Model", L"CommonInputDataCount", L"InputData", L"OutputPortNames",
-                                         L"OutputData"}));
+    EXPECT_EQ(PortNames(*method),
+              (Lines{L"Model", L"CommonInputDataCount", L"InputData", L"OutputPortNames", L"OutputData"}));
     EXPECT_EQ(method->GetOperatorName(), name);
     EXPECT_EQ(std::wstring(method->Name()), std::wstring(L"VANTIX.") + name);
     EXPECT_EQ(method->GetPrototype(), L"VANTIX.IteratorExecutionMethod");

@@ -201,9 +201,7 @@ TEST(IteratorThreads, PullsComeFromSeveralThreadsAtOnce) {
 class Source : public tessera::Operator {
  public:
   const wchar_t* GetDefaultOperatorName() const override { return L"Source"; }
-  void DeclarePorts() override {
-    CreatePort(L"Out", tessera::Data::DefaultTypeName(), tessera::PortType::Output);
-  }
+  void DeclarePorts() override { CreatePort(L"Out", tessera::Data::DefaultTypeName(), tessera::PortType::Output); }
   using Operator::Apply;
   void Apply(const PortPtr& port, const RequestPtr& request) override {
     {
