@@ -4,8 +4,10 @@
 #include <boost/algorithm/string/split.hpp>
 #include <cstdlib>
 #include <iostream>
+#include <latch>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "tx_general/iteratorloop.h"
 #include "txbasiclib/requests.h"
@@ -55,11 +57,20 @@ TEST(Iterator, KeywordsAreThoseOfTheMethodsEachOnce) {
   EXPECT_EQ(std::set<std::wstring>(words.begin(), words.end()).size(), words.size());
 }
 
-TEST(Iterator, TableIsTheSameForAll) {
-  ModelHost host;
-  const auto first = host.Add(L"Iterator", L"first")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues");
-  const auto second = host.Add(L"Iterator", L"second")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues");
-  EXPECT_EQ(first->ToString(), second->ToString());
+TEST(IteratorThreads, TheTableIsTheSameFromAllThreads) {
+  std::vector<std::wstring> texts(4);
+  std::latch begin(static_cast<std::ptrdiff_t>(texts.size()));
+  std::vector<std::thread> threads;
+  for (auto& text : texts) {
+    threads.emplace_back([&] {
+      begin.arrive_and_wait();
+      ModelHost host;
+      text = Text(host.Add(L"Iterator")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues"));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_NE(texts[0].find(L"InProcessSerial"), std::wstring::npos);
+  EXPECT_THAT(texts, ::testing::Each(texts[0]));
 }
 
 TEST(Iterator, PortsTakeListsOfTheirItems) {

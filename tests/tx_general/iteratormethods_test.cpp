@@ -256,7 +256,7 @@ const std::vector<FailureRow>& FailureRows() {
 }
 
 TEST(IteratorDrivers, TheFailureOfOneIterationEndsTheRunUnchanged) {
-  constexpr int kCount = 300, kFailing = 3;
+  constexpr int kCount = 2000, kFailing = 3;
   for (const auto& driver : Drivers()) {
     for (const auto& row : FailureRows()) {
       SCOPED_TRACE(Title(driver) + ", " + row.title);
@@ -264,6 +264,8 @@ TEST(IteratorDrivers, TheFailureOfOneIterationEndsTheRunUnchanged) {
       const HookDoes fail([&](Hook& hook, const DataPtr& in) {
         begun.Note(NumberOf(in));
         if (NumberOf(in) == kFailing) row.raise(hook);
+        // Time for the failure to be noted.
+        if (NumberOf(in) > kFailing) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return in;
       });
       Loop loop(driver.method, driver.threads);
