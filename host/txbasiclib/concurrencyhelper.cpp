@@ -18,6 +18,14 @@ namespace Tamrin::TesseraBasic {
 namespace {
 /// Threads of the arena that this thread works in; 0 outside of one.
 thread_local int arenaThreads = 0;
+
+/// The arena that runs of this thread work in, kept from run to run: the threads of one that goes take a while to
+/// leave it, and a thread that makes many would have more and more of them at once.
+tbb::task_arena& ArenaOfThisThread(int threads) {
+  thread_local std::optional<tbb::task_arena> arena;
+  if (!arena || arena->max_concurrency() != threads) arena.emplace(threads);
+  return *arena;
+}
 }  // namespace
 
 struct ConcurrencyHelper::State {
@@ -130,9 +138,8 @@ void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
     // A run may ask for more threads than the machine has; each arena bounds its own.
     constexpr std::size_t kMostThreads = 1024;
     static const tbb::global_control allowed(tbb::global_control::max_allowed_parallelism, kMostThreads);
-    tbb::task_arena arena(std::min(threads, static_cast<int>(kMostThreads)));
     arenaThreads = threads;
-    arena.execute([&] { state.WorkTogether(threads); });
+    ArenaOfThisThread(std::min(threads, static_cast<int>(kMostThreads))).execute([&] { state.WorkTogether(threads); });
     arenaThreads = 0;
   }
   if (!state.failure) return;

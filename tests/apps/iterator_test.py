@@ -89,9 +89,12 @@ class IteratorTest(ProgramTest):
         body = writing_body()
         body["operators"][2] = {"id": "pause", "operator": "VANTIX.TestSteps", "displayName": "Pause",
                                 "values": {"Milliseconds": 0, "Steps": 5, "Warning": "Look here."}}
-        done = self.call("run", self.write_iterator(iterator("InProcessParallel", body), NUMBERS[:3]), "--quiet")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertEqual(done.stderr, "warning: Pause: Look here.\n" * 3)
+        model = self.write_iterator(iterator("InProcessParallel", body), NUMBERS[:3])
+        done = self.call("run", model, "--log", "log")
+        self.assertEqual((done.returncode, done.stderr), (0, "warning: Pause: Look here.\n" * 3))
+        self.call("run", model, "--messages", "said", "--quiet")
+        self.assertEqual((self.folder / "said").read_text(),
+                         '{"severity":1,"operator":"Pause","text":"Look here."}\n' * 3)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The plug-in of the guide is the one that is built, and it works.
+"""The plug-ins of the guides are those that are built, and they work.
 
     TESSERA=PROGRAM EXAMPLE_PLUGINS=FOLDER plugin_guide_test.py ROOT
 """
@@ -13,19 +13,37 @@ ROOT = os.path.abspath(sys.argv.pop(1))
 
 
 class PluginGuideTest(unittest.TestCase):
-    def run_count(self, **values):
-        model = {"format": "TesseraModelFormat", "version": 1,
-                 "ports": [{"name": "Count", "alias": "count.Count"}],
-                 "operators": [{"id": "count", "operator": "VANTIX.CountWords", "values": values}]}
+    def run_model(self, model):
         environment = dict(os.environ, VANTIX_PLUGIN_PATH=os.environ["EXAMPLE_PLUGINS"])
-        return subprocess.run([os.environ["TESSERA"], "run", "-", "--json"], input=json.dumps(model),
+        return subprocess.run([os.environ["TESSERA"], "run", "-", "--json"],
+                              input=json.dumps({"format": "TesseraModelFormat", "version": 1, **model}),
                               env=environment, capture_output=True, text=True, timeout=60)
 
-    def test_the_guide_quotes_the_source(self):
-        with open(os.path.join(ROOT, "docs", "plugin-guide.md"), encoding="utf-8") as file:
-            quoted = re.search(r"```cpp\n(.*?)```", file.read(), re.DOTALL)[1]
-        with open(os.path.join(ROOT, "examples", "plugin", "countwords.cpp"), encoding="utf-8") as file:
-            self.assertEqual(quoted, file.read())
+    def run_count(self, **values):
+        return self.run_model({"ports": [{"name": "Count", "alias": "count.Count"}],
+                               "operators": [{"id": "count", "operator": "VANTIX.CountWords", "values": values}]})
+
+    def run_first(self, items):
+        body = {"ports": [{"name": "In", "alias": "text.Data"}, {"name": "Out", "alias": "text.String"}],
+                "operators": [{"id": "text", "operator": "VANTIX.ToString"}]}
+        return self.run_model({"ports": [{"name": "In", "alias": "each.In", "value": items},
+                                         {"name": "Out", "alias": "each.Out"}],
+                               "operators": [{"id": "each", "operator": "VANTIX.Iterator", "model": body,
+                                              "values": {"ExecutionMethod": "FirstItem"}}]})
+
+    def test_the_guides_quote_the_sources(self):
+        for guide, source in (("plugin-guide.md", "countwords.cpp"), ("iterating.md", "firstitem.cpp")):
+            with open(os.path.join(ROOT, "docs", guide), encoding="utf-8") as file:
+                quoted = re.search(r"```cpp\n(.*?)```", file.read(), re.DOTALL)[1]
+            with open(os.path.join(ROOT, "examples", "plugin", source), encoding="utf-8") as file:
+                self.assertEqual(quoted, file.read(), guide)
+
+    def test_a_method_of_ones_own(self):
+        run = self.run_first([7, 8, 9])
+        self.assertEqual((run.returncode, run.stderr), (0, "Iteration 0 of 1\nIterations complete\n"))
+        self.assertEqual(json.loads(run.stdout)["Outputs"][0]["Data"],
+                         {"Type": "VANTIX.List", "Value": [{"Type": "VANTIX.String", "Value": "7"}]})
+        self.assertTrue(self.run_first([None, 8]).stderr.endswith("error: To String: No input.\n"))
 
     def test_it_counts(self):
         for values, count in (({"Text": "one two three"}, 3), ({"Text": ""}, 0),

@@ -282,7 +282,21 @@ struct Sheet {
 
 const wchar_t* const kHostIcon = L"document_plain.ico";
 
+const Names kMethodPorts = {L"Model", L"CommonInputDataCount", L"InputData", L"OutputPortNames", L"OutputData"};
+
 const std::vector<Sheet> kSheets = {
+    {L"Iterator",
+     L"Iterator",
+     L"General|Flow Control",
+     L"replace2.ico",
+     L"",
+     L"Loop|Repeat|Batch",
+     false,
+     {L"ExecutionMethod"}},
+    {L"IteratorExecutionMethodInProcessSerial", L"IteratorExecutionMethodInProcessSerial", L"General", kHostIcon, L"",
+     L"Loop|Repeat", true, kMethodPorts},
+    {L"IteratorExecutionMethodInProcessParallel", L"IteratorExecutionMethodInProcessParallel", L"General", kHostIcon,
+     L"", L"Loop|Repeat", true, kMethodPorts},
     {L"RequireCondition",
      L"Require Condition",
      L"Conditional",
@@ -399,6 +413,17 @@ struct PortRow {
 
 TEST(Catalogue, PortsAsDeclared) {
   const std::vector<PortRow> rows = {
+      {L"Iterator.ExecutionMethod", {L"VANTIX.String"}, 0, true, true},
+      {L"IteratorExecutionMethodInProcessSerial.Model", {L"VANTIX.String"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessSerial.CommonInputDataCount", {L"VANTIX.Unsigned"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessSerial.InputData", {L"VANTIX.Dictionary"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessSerial.OutputPortNames", {L"VANTIX.StringList"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessSerial.OutputData", {L"VANTIX.Dictionary"}, 1, false, false},
+      {L"IteratorExecutionMethodInProcessParallel.Model", {L"VANTIX.String"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessParallel.CommonInputDataCount", {L"VANTIX.Unsigned"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessParallel.InputData", {L"VANTIX.Dictionary"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessParallel.OutputPortNames", {L"VANTIX.StringList"}, 0, false, false},
+      {L"IteratorExecutionMethodInProcessParallel.OutputData", {L"VANTIX.Dictionary"}, 1, false, false},
       {L"RequireCondition.ShouldBeTrue", {L"VANTIX.Bool"}, 0, false, false},
       {L"RequireCondition.Message", {L"VANTIX.String"}, 0, true, false},
       {L"RequireCondition.Success", {L"VANTIX.Bool"}, 1, false, false},

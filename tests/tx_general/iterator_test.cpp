@@ -4,8 +4,10 @@
 #include <boost/algorithm/string/split.hpp>
 #include <cstdlib>
 #include <iostream>
+#include <latch>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "tx_general/iteratorloop.h"
 #include "txbasiclib/requests.h"
@@ -40,9 +42,9 @@ TEST(Iterator, MethodPortOffersTheTable) {
   const auto offered = tessera::AsDataOf<tessera::StringListData>(port->GetAttribute(L"AcceptableValues"));
   ASSERT_TRUE(offered);
   const Names names = offered->GetDataValue();
-  EXPECT_THAT(names, IsSupersetOf(Names{L"InProcessSerial", L"InProcessParallel", L"Echo",
-                                        L"Other.IteratorExecutionMethodEcho", L"Test.IteratorExecutionMethod",
-                                        L"Test.PlainMethod"}));
+  EXPECT_THAT(
+      names, IsSupersetOf(Names{L"InProcessSerial", L"InProcessParallel", L"Echo", L"Other.IteratorExecutionMethodEcho",
+                                L"Test.IteratorExecutionMethod", L"Test.PlainMethod"}));
   EXPECT_EQ(std::set<std::wstring>(names.begin(), names.end()).size(), names.size());
   EXPECT_THAT(names, Not(Contains(std::wstring())));
 }
@@ -55,11 +57,20 @@ TEST(Iterator, KeywordsAreThoseOfTheMethodsEachOnce) {
   EXPECT_EQ(std::set<std::wstring>(words.begin(), words.end()).size(), words.size());
 }
 
-TEST(Iterator, TableIsTheSameForAll) {
-  ModelHost host;
-  const auto first = host.Add(L"Iterator", L"first")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues");
-  const auto second = host.Add(L"Iterator", L"second")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues");
-  EXPECT_EQ(first->ToString(), second->ToString());
+TEST(IteratorThreads, TheTableIsTheSameFromAllThreads) {
+  std::vector<std::wstring> texts(4);
+  std::latch begin(static_cast<std::ptrdiff_t>(texts.size()));
+  std::vector<std::thread> threads;
+  for (auto& text : texts) {
+    threads.emplace_back([&] {
+      begin.arrive_and_wait();
+      ModelHost host;
+      text = Text(host.Add(L"Iterator")->GetPort(L"ExecutionMethod")->GetAttribute(L"AcceptableValues"));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_NE(texts[0].find(L"InProcessSerial"), std::wstring::npos);
+  EXPECT_THAT(texts, ::testing::Each(texts[0]));
 }
 
 TEST(Iterator, PortsTakeListsOfTheirItems) {
@@ -198,9 +209,8 @@ TEST(Iterator, InputsAsHandedToTheMethod) {
 }
 
 TEST(Iterator, EachIterationGetsItsItems) {
-  const HookDoes pair([](Hook& hook, const DataPtr& in) {
-    return Value(Text(in) + L"/" + Text(hook.GetPort(L"Second")->GetData()));
-  });
+  const HookDoes pair(
+      [](Hook& hook, const DataPtr& in) { return Value(Text(in) + L"/" + Text(hook.GetPort(L"Second")->GetData())); });
   struct Row {
     DataPtr in, second;
     const wchar_t* expected;
@@ -236,7 +246,7 @@ TEST(Iterator, ListsComeFromOperatorsToo) {
 
 TEST(Iterator, EmptyListsAreRefusedWhateverTheOthersHold) {
   const std::vector<std::pair<DataPtr, DataPtr>> rows = {
-      {Numbers(0), nullptr}, {nullptr, Numbers(0)}, {Numbers(0), Numbers(5)}, {Numbers(5), Numbers(0)},
+      {Numbers(0), nullptr},  {nullptr, Numbers(0)},    {Numbers(0), Numbers(5)},    {Numbers(5), Numbers(0)},
       {Value(1), Numbers(0)}, {Numbers(0), Numbers(0)}, {Value(Names{}), Numbers(2)}};
   for (const auto& [in, second] : rows) {
     SCOPED_TRACE(kstr_ToUtf8(Text(in) + L" and " + Text(second)));

@@ -62,9 +62,8 @@ int Proxies(const std::wstring& category, std::vector<boost::shared_ptr<Availabl
   proxies.push_back(AvailablePluginProxy::Create(L"Test.IteratorExecutionMethod", [] {
     return boost::make_shared<TestMethod>(L"Test", L"IteratorExecutionMethod", L"");
   }));
-  proxies.push_back(AvailablePluginProxy::Create(L"Test.PlainMethod", [] {
-    return boost::make_shared<TestMethod>(L"Test", L"PlainMethod", L"Plain");
-  }));
+  proxies.push_back(AvailablePluginProxy::Create(
+      L"Test.PlainMethod", [] { return boost::make_shared<TestMethod>(L"Test", L"PlainMethod", L"Plain"); }));
   return 0;
 }
 const tessera::BuiltInRegistrar kRegistrar(&Proxies);

@@ -81,8 +81,8 @@ TEST(IteratorDrivers, ParallelWithoutThreadsIsSerial) {
   const ProgressLines progress(*loop.Each());
   const LogLines lines;
   EXPECT_EQ(loop.RunWith(Numbers(2)), L"[0, 1]");
-  EXPECT_THAT(lines.Get(), ElementsAre(L"Concurrency is zero.", L"Iteration 0 of 2", L"Iteration 1 of 2",
-                                       L"Iterations complete"));
+  EXPECT_THAT(lines.Get(),
+              ElementsAre(L"Concurrency is zero.", L"Iteration 0 of 2", L"Iteration 1 of 2", L"Iterations complete"));
   EXPECT_THAT(progress.values, ElementsAre(0, 50));
 }
 
@@ -256,7 +256,7 @@ const std::vector<FailureRow>& FailureRows() {
 }
 
 TEST(IteratorDrivers, TheFailureOfOneIterationEndsTheRunUnchanged) {
-  constexpr int kCount = 300, kFailing = 3;
+  constexpr int kCount = 2000, kFailing = 3;
   for (const auto& driver : Drivers()) {
     for (const auto& row : FailureRows()) {
       SCOPED_TRACE(Title(driver) + ", " + row.title);
@@ -264,6 +264,8 @@ TEST(IteratorDrivers, TheFailureOfOneIterationEndsTheRunUnchanged) {
       const HookDoes fail([&](Hook& hook, const DataPtr& in) {
         begun.Note(NumberOf(in));
         if (NumberOf(in) == kFailing) row.raise(hook);
+        // Time for the failure to be noted.
+        if (NumberOf(in) > kFailing) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return in;
       });
       Loop loop(driver.method, driver.threads);
@@ -339,9 +341,12 @@ Told MessagesOf(const tessera::Operator& op) {
 }
 
 void Tell(Hook& hook, tessera::Issue::Severity severity, const std::wstring& text) {
-  if (severity == tessera::Issue::Information) hook.SetInfoMessage(text);
-  else if (severity == tessera::Issue::Warning) hook.SetWarningMessage(text);
-  else hook.SetErrorMessage(text);
+  if (severity == tessera::Issue::Information)
+    hook.SetInfoMessage(text);
+  else if (severity == tessera::Issue::Warning)
+    hook.SetWarningMessage(text);
+  else
+    hook.SetErrorMessage(text);
 }
 
 TEST(IteratorRelay, MessagesReachTheOperatorThatTheUserDrew) {
@@ -478,8 +483,8 @@ TEST(IteratorMethods, PortsInOrder) {
   for (const wchar_t* name : {kSerial, kParallel}) {
     const auto method = tessera::OperatorFactory::Create(L"VANTIX", name);
     ASSERT_TRUE(method);
-    EXPECT_EQ(PortNames(*method), (Lines{L"Model", L"CommonInputDataCount", L"InputData", L"OutputPortNames",
-                                         L"OutputData"}));
+    EXPECT_EQ(PortNames(*method),
+              (Lines{L"Model", L"CommonInputDataCount", L"InputData", L"OutputPortNames", L"OutputData"}));
     EXPECT_EQ(method->GetOperatorName(), name);
     EXPECT_EQ(std::wstring(method->Name()), std::wstring(L"VANTIX.") + name);
     EXPECT_EQ(method->GetPrototype(), L"VANTIX.IteratorExecutionMethod");

@@ -1,5 +1,6 @@
 #include "txbasiclib/concurrencyhelper.h"
 
+#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <set>
@@ -128,6 +129,27 @@ TEST(Concurrency, HelpersNestWithoutMoreThreads) {
   outer.Run(20);
   for (const double sum : outer.answers) EXPECT_EQ(sum, 190);
   EXPECT_LE(threads.size(), 2U);
+}
+
+int ThreadsOfThisProcess() {
+  DIR* const folder = ::opendir("/proc/self/task");
+  int count = -2;  // "." and ".."
+  while (::readdir(folder)) ++count;
+  ::closedir(folder);
+  return count;
+}
+
+TEST(Concurrency, ManyRunsOneAfterTheOtherKeepToTheirThreads) {
+  const auto run = [] {
+    Job job;
+    job.model->GetEnvironment()->SetNumThreads(3);
+    job.worker->work = [](int index) { return index; };
+    job.Run(20);
+  };
+  run();
+  const int threads = ThreadsOfThisProcess();
+  for (int i = 0; i < 500; ++i) run();
+  EXPECT_LE(ThreadsOfThisProcess(), threads + 2);
 }
 
 }  // namespace
