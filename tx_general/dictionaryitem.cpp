@@ -1,3 +1,7 @@
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "itemports.h"
 #include "txbasiclib/datapath.h"
 #include "txlib/dataref.h"
@@ -53,7 +57,7 @@ class DictionaryItem : public Described<kDictionaryItem> {
   using Operator::Apply;
   void Apply(const PortPtr& port, const RequestPtr& request) override {
     const bool allowMissing = ReadPortOr<bool>(*this, L"AllowMissingItem", false);
-    const std::wstring number = port->GetName().substr(items_.Name(0).size() - 1);
+    const std::wstring number = port->GetName().substr(std::wstring_view(L"Item").size());
     const auto path = ReadPort<std::wstring>(*this, L"Name" + number);
     const auto step = DataPath::CreateDataRequest(path, request);
     const auto item = step ? RequirePort(*this, L"Dictionary")->GetData(step) : nullptr;

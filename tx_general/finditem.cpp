@@ -1,8 +1,11 @@
-#include <bit>
-#include <cstdint>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string>
 #include <typeinfo>
 
 #include "itemports.h"
+#include "kcommon/kstr.h"
 
 namespace korven::tx_general {
 
@@ -15,30 +18,42 @@ inline constexpr OperatorSheet kFindItem{
 
 namespace {
 
-/// Compares items with one value by their texts.
+/// Compares items with one value by their texts. The text of a number reads back as the same number, so that only
+/// those of equal number have to be written out to be compared.
 class TextMatcher {
  public:
   explicit TextMatcher(const Data& wanted)
       : wanted_(wanted), type_(wanted.GetDataTypeName()), text_(wanted.ToString()) {
-    if (typeid(wanted) == typeid(DoubleData)) number_ = &static_cast<const DoubleData&>(wanted).GetDataValue();
+    const std::string ascii = kstr_ToUtf8(text_);
+    double number = 0;
+    const auto read = std::from_chars(ascii.data(), ascii.data() + ascii.size(), number);
+    if (read.ec == std::errc() && read.ptr == ascii.data() + ascii.size()) number_ = number;
   }
 
   bool IsOfType(const Data& item) const { return typeid(item) == typeid(wanted_) || item.GetDataTypeName() == type_; }
 
   bool Matches(const Data& item) const {
-    // The text of a number tells its bits, but for not-a-number; making a million of them takes long.
-    if (number_ && typeid(item) == typeid(DoubleData) && *number_ == *number_) {
-      const double other = static_cast<const DoubleData&>(item).GetDataValue();
-      return std::bit_cast<std::uint64_t>(other) == std::bit_cast<std::uint64_t>(*number_);
+    const std::type_info& type = typeid(item);
+    if (type == typeid(StringData) && !item.HasNoValue()) {
+      return static_cast<const StringData&>(item).GetDataValue() == text_;
     }
+    if (type == typeid(DoubleData)) return MatchesNumber<DoubleData>(item);
+    if (type == typeid(IntData)) return MatchesNumber<IntData>(item);
+    if (type == typeid(UnsignedData)) return MatchesNumber<UnsignedData>(item);
     return item.ToString() == text_;
   }
 
  private:
+  template <typename W>
+  bool MatchesNumber(const Data& item) const {
+    const double number = static_cast<const W&>(item).GetDataValue();
+    return (!std::isfinite(number) || number_ == number) && item.ToString() == text_;
+  }
+
   const Data& wanted_;
   const ObjectName type_;
   const std::wstring text_;
-  const double* number_ = nullptr;
+  std::optional<double> number_;
 };
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST(ItemAt, TheItemIsShared) {
 }
 
 TEST(FindItem, Rows) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
   const auto row = [](const char* title, const DataPtr& list, const DataPtr& item, const DataPtr& convert,
                       const DataPtr& expected, std::wstring error = {}) {
     return Row{title,      L"FindItem", {{L"List", list}, {L"Item", item}, {L"AttemptConversion", convert}},
@@ -78,6 +78,10 @@ TEST(FindItem, Rows) {
       row("doubles by all their digits", Doubles({0.1, 0.1 + 0.2, 0.3, 0.1}), Value(0.1), nullptr, Indices({0, 3})),
       row("zeros have different texts", Doubles({0.0, -0.0}), Value(0.0), nullptr, Indices({0})),
       row("not a number by its text", Doubles({1, nan}), Value(nan), nullptr, Indices({1})),
+      row("infinity by its text", Doubles({1, inf, -inf}), Value(inf), nullptr, Indices({1})),
+      row("numbers as texts", Doubles({1e20, 0.1}), Value(L"0.10000000000000001"), Value(true), Indices({1})),
+      row("a text that only begins as a number", Doubles({5}), Value(L"5 "), Value(true), List({})),
+      row("booleans by their words", List({Value(true), Value(1)}), Value(L"true"), Value(true), Indices({0})),
       row("lists by text", List({List({Value(1)}), List({Value(2)})}), List({Value(2)}), nullptr, Indices({1})),
       row("no item", List({Value(1)}), nullptr, nullptr, nullptr, L"Item is empty!"),
       row("an empty item in the list", List({Value(1), nullptr}), Value(1), nullptr, nullptr, L"Item is empty!"),
