@@ -16,11 +16,12 @@ void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName
 void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
   RequestPtr asked = request;
   // Not what can be converted to a list: any value can.
-  if (boost::dynamic_pointer_cast<DataListData>(ownerPort_->GetData())) {
+  if (const auto list = boost::dynamic_pointer_cast<DataListData>(ownerPort_->GetData())) {
     // Whoever makes the list further up may then make this item alone.
     const auto directed = boost::make_shared<Tamrin::TesseraBasic::DirectedDataRequest>();
     directed->Initialize();
-    directed->SetIndex(index_);
+    // The one item of a list is common to all iterations.
+    directed->SetIndex(list->Count() == 1 ? 0 : index_);
     directed->SetDataRequest(request);
     asked = directed;
   }

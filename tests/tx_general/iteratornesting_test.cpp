@@ -258,10 +258,28 @@ TEST(IteratorPulls, CommonValuesAreAskedForAsTheyAre) {
   }
 }
 
-TEST(IteratorPulls, WithoutAnOperatorAheadTheItemIsTakenOutOfTheList) {
+TEST(IteratorPulls, TheOneItemOfAListIsMeantByAllIterations) {
+  const HookDoes pull([](Hook& hook, const DataPtr&) { return hook.GetPort(L"In")->GetData(Request()); });
+  for (const auto& driver : Drivers()) {
+    SCOPED_TRACE(Title(driver));
+    Loop loop(driver.method, driver.threads);
+    const auto source = Feed(loop, NumberList({7}));
+    loop.host.Set(L"each.Second", Numbers(3));
+    ASSERT_TRUE(loop.host.Run()) << kstr_ToUtf8(loop.host.Error());
+    EXPECT_EQ(Text(loop.host.Existing(L"each.Out")), L"[answer to 0, answer to 0, answer to 0]");
+  }
+}
+
+TEST(IteratorPulls, WithoutAnOperatorAheadTheItemItselfAnswers) {
   const HookDoes pull([&](Hook& hook, const DataPtr&) { return hook.GetPort(L"In")->GetData(Request()); });
-  Loop loop(L"InProcessSerial");
-  EXPECT_EQ(loop.RunWith(Numbers(2)), L"[0, 1]") << "a pull gives what a run gives";
+  for (const auto& driver : Drivers()) {
+    SCOPED_TRACE(Title(driver));
+    Loop loop(driver.method, driver.threads);
+    EXPECT_EQ(loop.RunWith(NumberList({7, 8})), L"[7, 8]");
+    loop.host.Set(L"each.Second", Numbers(3));
+    EXPECT_EQ(loop.RunWith(NumberList({7})), L"[7, 7, 7]") << "one item is common to all";
+    EXPECT_EQ(loop.RunWith(Value(5)), L"[5, 5, 5]");
+  }
 }
 
 TEST(IteratorPulls, NestedOnesTellTheWholeWay) {
