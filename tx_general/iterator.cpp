@@ -7,6 +7,7 @@
 #include "korvenlog/exception.h"
 #include "support.h"
 #include "txlib/factories.h"
+#include "txlib/jsonvalue.h"
 #include "txlib/model.h"
 
 namespace korven::tx_general {
@@ -60,9 +61,9 @@ class IteratorModel : public Described<kIterator, Model> {
     std::vector<std::wstring> outputs;
     GetOutputPortNames(outputs);
     // Those of this object never run: only those of its copies do.
-    for (const auto& op : GetOperators()) op->DeactivateOperator();
+    for (const auto& op : GetAllOperators(true)) op->DeactivateOperator();
     const auto model = boost::static_pointer_cast<Model>(SharedThis());
-    const std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
+    const std::wstring text = SaveForCopies(model);
     executionMethod_ = MakeMethod(ReadPortOr<std::wstring>(*this, kMethodPort, kDefaultIteratorMethod));
     WritePort(*executionMethod_, L"Model", text);
     WritePort(*executionMethod_, L"CommonInputDataCount", count);
@@ -111,6 +112,23 @@ class IteratorModel : public Described<kIterator, Model> {
     return inputs;
   }
 
+  /// The iterator as text. What is set on its own inputs is left out: the copies have their items from elsewhere, and
+  /// each would have the whole list once more.
+  static std::wstring SaveForCopies(const boost::shared_ptr<Model>& model) {
+    std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
+    const auto inputs = model->GetInputPorts();
+    const bool hasValues = std::any_of(inputs.begin(), inputs.end(), [](const PortPtr& input) {
+      return !IsProtected(input->GetName()) && input->GetOwnData();
+    });
+    JsonValue document;
+    if (!hasValues || !document.Deserialize(text)) return text;
+    JsonValue& ports = document[L"ports"];
+    for (unsigned i = 0; i < ports.Count(); ++i) {
+      if (!IsProtected(ports[i][L"name"].AsString())) ports[i].Remove("value");
+    }
+    return document.Serialize();
+  }
+
   /// The method, which keeps the container alive that it runs in.
   boost::shared_ptr<Operator> MakeMethod(const std::wstring& shortName) const {
     const IteratorMethodTable& methods = IteratorMethodTable::Instance();
@@ -134,7 +152,7 @@ class IteratorModel : public Described<kIterator, Model> {
   /// Takes a method's lists over to the inner ports that the outputs lead to.
   void Publish(Port& results, const std::vector<std::wstring>& names) {
     const auto lists = AsDataOf<DictionaryData>(results.GetData());
-    for (const auto& op : GetOperators()) op->SetExecuted(true);
+    for (const auto& op : GetAllOperators(true)) op->SetExecuted(true);
     for (const std::wstring& name : names) {
       auto port = GetPort(name);
       for (auto inner = port->GetInnerAliasedPorts(); !inner.empty(); inner = port->GetInnerAliasedPorts())

@@ -282,6 +282,32 @@ TEST(Iterator, MethodKnowsItsOwnerAndItsRun) {
   TestMethods::Reset();
 }
 
+TEST(Iterator, CopiesAreMadeWithoutTheListsOfTheInputs) {
+  TestMethods::Reset();
+  Loop loop(kEcho);
+  loop.host.Set(L"each.In", NumberList({271828, 314159}));
+  ASSERT_TRUE(loop.host.Run());
+  const std::wstring& text = TestMethods::calls.front().model;
+  EXPECT_EQ(text.find(L"271828"), std::wstring::npos);
+  EXPECT_NE(text.find(L"\"Echo\""), std::wstring::npos) << "the name of the method stays";
+  EXPECT_EQ(Text(loop.Each()->GetPort(L"In")->GetOwnData()), L"[271828, 314159]") << "the iterator keeps its list";
+  TestMethods::Reset();
+}
+
+TEST(Iterator, AFailedRunLeavesNoResultsOfTheOneBefore) {
+  TestMethods::Reset();
+  Loop loop = Loop::Nested(kEcho, L"InProcessSerial");
+  TestMethods::results.SetItem(L"Out", NumberList({1, 2}));
+  loop.host.Set(L"each.In", Numbers(2));
+  ASSERT_TRUE(loop.host.Run()) << kstr_ToUtf8(loop.host.Error());
+  EXPECT_EQ(Text(loop.host.Existing(L"each.Out")), L"[1, 2]");
+  loop.host.Set(L"each.In", List({}));
+  EXPECT_FALSE(loop.host.Run());
+  EXPECT_EQ(loop.host.Error(), L"Empty list on input.");
+  EXPECT_EQ(Text(loop.host.Existing(L"each.Out")), L"-");
+  TestMethods::Reset();
+}
+
 TEST(Iterator, ResultsGoToTheInnermostPorts) {
   TestMethods::Reset();
   Loop loop = Loop::Nested(kEcho, L"InProcessSerial");
