@@ -17,7 +17,7 @@ class OperatorFactory {
   /// is registered in.
   static boost::shared_ptr<Operator> Create(const std::wstring& nameSpace, const std::wstring& name);
   static bool Contains(const std::wstring& nameSpace, const std::wstring& name);
-  /// Facts of the operators whose DeclarePorts called SetPrototype with that text: "Namespace", "ObjectName",
+  /// Facts of the operators whose constructor called SetPrototype with that text: "Namespace", "ObjectName",
   /// "DisplayName", "Keywords", "Description", "DisplayCategory", "Icon".
   static std::vector<boost::shared_ptr<korven::plugin::PluginTypeInfo>> GetPluginTypeInfoByPrototype(
       const std::wstring& prototype);

@@ -191,7 +191,8 @@ class Operator : public OperatorPart, public korven::plugin::IPlugin {
   void SetDisplayCategory(const std::wstring& category);
   void SetIcon(const std::wstring& icon);
   void SetKeywords(const std::wstring& keywords);
-  /// Files the operator's class under a prototype, for OperatorFactory::GetPluginTypeInfoByPrototype.
+  /// Files the operator's class under a prototype, for OperatorFactory::GetPluginTypeInfoByPrototype. To
+  /// be called in the constructor.
   void SetPrototype(const std::wstring& prototype);
   std::wstring GetPrototype() const;
   void SetExpandible(bool expandible);
