@@ -46,11 +46,20 @@ void Model::SetReportProgress(const bool& report) {
 void Model::SetOperatorProgress(const boost::shared_ptr<Operator>& op, const double& percent) {
   const OperatorState& state = OperatorState::Of(*this);
   if (!state.reportsProgress) return;
-  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(watchers->mutex, op, percent);
-  if (state.process) state.process->SetOperatorProgress(op, percent);
+  const boost::shared_ptr<Operator> told = AllowsReflection() ? op : SharedThis();
+  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(watchers->mutex, told, percent);
+  if (state.process) state.process->SetOperatorProgress(told, percent);
 }
 
 bool Model::AllowsReflection() const { return modelState_->allowsReflection; }
+
+const Operator& Model::GetVisible(const Operator& op) {
+  const Operator* visible = &op;
+  for (const Operator* each = &op; each; each = OperatorState::Of(*each).process) {
+    if (!each->AllowsReflection()) visible = each;
+  }
+  return *visible;
+}
 
 namespace {
 
