@@ -1,6 +1,7 @@
 #include <string.h>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -71,20 +72,34 @@ std::wstring MakeAlternateModeCode() {
   return Hash::CalculateSHA1(text).ToString();
 }
 
-std::wstring CheckValueOf(const jsonlib::Value& root) {
-  std::wstring text;
-  for (const wchar_t* const key : kCheckedKeys) text += root[key].asString();
-  const jsonlib::Value& contents = root[L"Contents"];
-  text.reserve(text.size() + (contents.size() + 1) * kPieceSize);
-  for (std::size_t i = 0; i < contents.size(); ++i) text += contents[i].asString();
-  return Hash::CalculateSHA1(text + FormatConstants::kCheckSalt).ToString();
-}
+/// What the check value is of. The contents, in base64, are a part of it: they are large, and not copied.
+struct CheckedText {
+  explicit CheckedText(const jsonlib::Value& root) {
+    for (const wchar_t* const key : kCheckedKeys) text += root[key].asString();
+    contentsBegin = text.size();
+    const jsonlib::Value& contents = root[L"Contents"];
+    text.reserve(text.size() + (contents.size() + 1) * kPieceSize);
+    for (std::size_t i = 0; i < contents.size(); ++i) text += contents[i].asString();
+    contentsEnd = text.size();
+    text += FormatConstants::kCheckSalt;
+  }
+  std::wstring GetCheckValue() const { return Hash::CalculateSHA1(text).ToString(); }
+  std::string GetContents() const {
+    return kstr_ToUtf8(std::wstring_view(text).substr(contentsBegin, contentsEnd - contentsBegin));
+  }
 
-/// Whether the text is a document whose check value is right.
-bool ParseIntact(const std::wstring& text, jsonlib::Value& root) {
-  if (!jsonlib::Reader().parse(text, root)) return false;
-  const jsonlib::Value& parsed = root;
-  return parsed[L"Magic"].asString() == CheckValueOf(parsed);
+  std::wstring text;
+  std::size_t contentsBegin, contentsEnd;
+};
+
+/// Nothing where the text is no document, or its check value is another.
+std::optional<CheckedText> ReadIntact(const std::wstring& text) {
+  jsonlib::Value parsed;
+  if (!jsonlib::Reader().parse(text, parsed)) return std::nullopt;
+  const jsonlib::Value& root = parsed;
+  CheckedText checked(root);
+  if (root[L"Magic"].asString() != checked.GetCheckValue()) return std::nullopt;
+  return checked;
 }
 
 std::wstring LocalTime() {
@@ -105,15 +120,12 @@ std::wstring SoftwareVersion() {
 
 /// The model's plain text.
 std::wstring ReadModelText(const std::wstring& text) {
-  jsonlib::Value root;
-  if (!ParseIntact(text, root))
+  const auto checked = ReadIntact(text);
+  if (!checked)
     RefuseEncrypted(__LINE__, L"Encrypted Tessera Model file is invalid or has been modified since publication.");
-  const jsonlib::Value& contents = root[L"Contents"];
-  std::string base64;
-  base64.reserve(contents.size() * kPieceSize);
-  for (std::size_t i = 0; i < contents.size(); ++i) base64 += kstr_ToUtf8(contents[i].asString());
   const ShortLived key(MakeKeyMaterial());
-  const ShortLived plain(Encryption::Decrypt(kCipherMode, Encryption::Base64ToBytes(base64), key.units));
+  const ShortLived plain(
+      Encryption::Decrypt(kCipherMode, Encryption::Base64ToBytes(checked->GetContents()), key.units));
   return Encryption::BytesToTextU(plain.units);
 }
 
@@ -139,8 +151,7 @@ class EncryptedTesseraModelFormat : public ModelFormat {
 
   bool CanOpenFromBuffer(const std::wstring& text) override {
     try {
-      jsonlib::Value root;
-      return ParseIntact(text, root);
+      return ReadIntact(text).has_value();
     } catch (const std::exception&) {
       return false;
     }
@@ -172,7 +183,7 @@ class EncryptedTesseraModelFormat : public ModelFormat {
     const std::string base64 = EncipherInside(model);
     for (std::size_t place = 0; place < base64.size(); place += kPieceSize)
       contents.append(kstr_Widen(std::string_view(base64).substr(place, kPieceSize)));
-    root[L"Magic"] = CheckValueOf(root);
+    root[L"Magic"] = CheckedText(root).GetCheckValue();
     return jsonlib::StyledWriter().write(root);
   }
 

@@ -69,9 +69,17 @@ std::uint32_t ValueAt(const std::string& text, std::size_t place) {
 }  // namespace
 
 Bytes Encryption::TextToBytes(const std::wstring& text) {
+  // Documents are ASCII for the most part, and that needs no look at each character.
+  std::uint32_t bits = 0;
+  Bytes bytes(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    bits |= static_cast<std::uint32_t>(text[i]);
+    bytes[i] = static_cast<std::uint8_t>(text[i]);
+  }
+  if (bits < 0x80) return bytes;
   std::size_t size = 0;
   for (const wchar_t c : text) size += LengthOf(static_cast<std::uint32_t>(c));
-  Bytes bytes(size);
+  bytes = Bytes(size);
   std::uint8_t* to = bytes.data();
   for (const wchar_t c : text) {
     const auto code = static_cast<std::uint32_t>(c);
@@ -88,6 +96,9 @@ Bytes Encryption::TextToBytes(const std::wstring& text) {
 }
 
 std::wstring Encryption::BytesToTextU(const Bytes& bytes) {
+  std::uint8_t bits = 0;
+  for (const std::uint8_t byte : bytes) bits |= byte;
+  if (bits < 0x80) return std::wstring(bytes.begin(), bytes.end());
   std::wstring text;
   text.reserve(bytes.size());
   for (std::size_t place = 0; place < bytes.size();) text += static_cast<wchar_t>(TakeCode(bytes, place));
