@@ -55,8 +55,12 @@ bool Model::AllowsReflection() const { return modelState_->allowsReflection; }
 
 const Operator& Model::GetVisible(const Operator& op) {
   const Operator* visible = &op;
-  for (const Operator* each = &op; each; each = OperatorState::Of(*each).process) {
+  for (const Operator* each = &op; each;) {
     if (!each->AllowsReflection()) visible = each;
+    const auto* const model = dynamic_cast<const Model*>(each);
+    // The operator that a copy was made by holds what the copy is of, and outlives it.
+    const auto origin = model ? model->modelState_->origin.lock() : nullptr;
+    each = origin ? origin.get() : OperatorState::Of(*each).process;
   }
   return *visible;
 }

@@ -65,7 +65,8 @@ std::vector<DocumentProblem> Check(std::string_view utf8, const std::wstring& fi
 std::string Save(const boost::shared_ptr<Model>& model);
 }  // namespace PlainDocument
 
-/// Texts that are opened on this thread while it lives are not kept for a next opening.
+/// What is opened on this thread while it lives is another's secret: its text is not kept for a next opening, and
+/// failures of documents linked inside of it are not told.
 class UnkeptTextScope {
  public:
   UnkeptTextScope();

@@ -30,7 +30,9 @@ CHANGED = "Encrypted Tessera Model file is invalid or has been modified since pu
 class EncryptedTest(ProgramTest):
     def publish(self, model, name="m.tsmc", warning=""):
         done = self.call("save", self.write("plain.tsmx", model), name)
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", warning))
+        self.assertEqual((done.returncode, done.stdout), (0, ""))
+        if warning is not None:
+            self.assertEqual(done.stderr, warning)
         return name
 
     def assert_hidden(self, *texts):
@@ -84,6 +86,63 @@ class EncryptedTest(ProgramTest):
             self.assertEqual(done.returncode, 1)
             self.assertIn("error: Published: ", done.stderr)
             self.assert_hidden(done.stdout, done.stderr)
+
+    def test_a_linked_one_is_hidden(self):
+        self.publish(FAILING, "failing.tsmc")
+        self.publish(TEXT)
+        linking = {"ports": [{"name": "Data", "alias": "link.Data"}, {"name": "Out", "alias": "link.Out"}],
+                   "operators": [{"id": "link", "operator": "VANTIX.TesseraModel", "displayName": "My link",
+                                  "values": {"LinkedModelFilename": {"Type": "VANTIX.File", "Value": "m.tsmc"}}}]}
+        self.write("linking.tsmx", linking)
+        run = self.call("run", "linking.tsmx", "--set", "Data=8", "--progress", "plain", "--profile", "profile.json")
+        self.assertEqual((run.returncode, run.stdout), (0, "Out: 8\n"), run.stderr)
+        profile = json.loads((self.folder / "profile.json").read_text())
+        self.assertIn("link", [row["id"] for row in profile["operators"]])
+        info, draw = self.call("info", "linking.tsmx"), self.call("draw", "linking.tsmx")
+        self.assertEqual(info.stdout.splitlines()[-2:], ["operators:", "  1 VANTIX.TesseraModel"])
+        self.assertIn("My link", draw.stdout)
+        self.assertEqual(self.call("check", "linking.tsmx").returncode, 0)
+        self.assertEqual(self.call("save", "linking.tsmx", "saved.tsmx").returncode, 0)
+        saved = (self.folder / "saved.tsmx").read_text()
+        self.assertIn("m.tsmc", saved)
+        self.assert_hidden(run.stderr, json.dumps(profile), info.stdout, draw.stdout, saved)
+        del linking["ports"]
+        linking["operators"][0]["values"]["LinkedModelFilename"]["Value"] = "failing.tsmc"
+        failed = self.call("run", self.write("linking.tsmx", linking), "--progress", "plain")
+        self.assertEqual(failed.returncode, 1)
+        self.assertTrue(failed.stderr.endswith("error: Published: No image today.\n"), failed.stderr)
+        self.assert_hidden(failed.stderr)
+
+    def test_a_damaged_linked_one_is_told_without_its_inside(self):
+        buffer = json.dumps({"format": "TesseraModelFormat", "version": 1, "operators": [{"id": "secret_id"}]})
+        self.publish({"operators": [
+            {"id": "a", "operator": "VANTIX.TesseraModel", "attributes": {"ModelBuffer": buffer}},
+            {"id": "b", "operator": "VANTIX.TesseraModel",
+             "values": {"LinkedModelFilename": {"Type": "VANTIX.File", "Value": "secret.tsmx"}}}]}, warning=None)
+        linking = {"operators": [{"id": "link", "operator": "VANTIX.TesseraModel", "values": {
+            "LinkedModelFilename": {"Type": "VANTIX.File", "Value": "m.tsmc"}}}]}
+        check = self.call("check", self.write("linking.tsmx", linking))
+        info = self.call("info", "linking.tsmx")
+        self.assertEqual(info.returncode, 0)
+        self.assert_hidden(check.stdout, check.stderr, info.stdout, info.stderr)
+        (self.folder / "m.tsmc").write_text("{}")
+        check = self.call("check", "linking.tsmx")
+        self.assertEqual(check.returncode, 2)
+        self.assertIn(CHANGED, check.stderr)
+
+    def test_profiles_and_previews_show_nothing(self):
+        model = dict(TEXT, operators=TEXT["operators"] + [{"id": "look", "operator": "VANTIX.Preview"}],
+                     connections=TEXT["connections"] + [{"from": "more.String", "to": "look.Input1"}])
+        name = self.publish(model)
+        plain = self.call("run", "plain.tsmx", "--preview", "seen", "--profile")
+        self.assertEqual(plain.returncode, 0, plain.stderr)
+        self.assertEqual(len(list((self.folder / "seen").iterdir())), 1)
+        run = self.call("run", name, "--preview", "hidden", "--profile")
+        self.assertEqual((run.returncode, list((self.folder / "hidden").iterdir())), (0, []))
+        self.assertIn("profile: own s", run.stderr)
+        self.assert_hidden(run.stdout, run.stderr)
+        self.assertEqual(self.call("run", name, "--profile", "profile.json").returncode, 0)
+        self.assertEqual(json.loads((self.folder / "profile.json").read_text())["operators"], [])
 
     def test_an_unknown_operator_is_told_without_its_name(self):
         name = self.publish(UNKNOWN, warning=f'warning: {self.folder}/plain.tsmx: Secret name: found the unknown '
