@@ -19,6 +19,7 @@ namespace korven::tx_general {
 #define PLUGIN(name, Class) PluginPtr Make##Class();
 #define HOST_PLUGIN(name, Class)
 #include "conversions.inc"
+PluginPtr MakeEncryptedTesseraModelFormat();
 
 namespace {
 
@@ -78,6 +79,10 @@ constexpr CatalogueRow kDataRequests[] = {
     {L"DirectedDataRequest", &MakeInitialized<basic::DirectedDataRequest>},
 };
 
+constexpr CatalogueRow kModelFormats[] = {
+    {L"EncryptedTesseraModelFormat", &MakeEncryptedTesseraModelFormat},
+};
+
 template <std::size_t Count>
 void AppendBlock(const std::wstring& asked, const wchar_t* category, const CatalogueRow (&rows)[Count],
                  Proxies& proxies) {
@@ -97,5 +102,6 @@ extern "C" __attribute__((visibility("default"))) int GetAvailablePluginProxiesO
   AppendBlock(category, L"Conversion", kConversions, proxies);
   AppendBlock(category, L"Data", kData, proxies);
   AppendBlock(category, L"DataRequest", kDataRequests, proxies);
+  AppendBlock(category, L"ModelFormat", kModelFormats, proxies);
   return 0;
 }

@@ -120,7 +120,6 @@ std::string ReadModelBytes(const std::string& model) {
 boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
   try {
     boost::shared_ptr<Model> opened;
-    const bool isPlain = model == "-" || (model.size() > 5 && model.compare(model.size() - 5, 5, ".tsmx") == 0);
     if (model == "-") {
       std::wstring text;
       std::size_t bad = 0;
@@ -131,8 +130,9 @@ boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
       opened = ModelFormatFactory::Open(WideWord(model), L"");
     }
     if (!opened) throw Refusal(WideWord(model) + L": the document holds no model");
-    if (!quiet && isPlain) {
+    if (!quiet && opened->AllowsReflection()) {
       for (const auto& op : opened->GetAllOperators(true)) {
+        if (&Model::GetVisible(*op) != op.get()) continue;
         const std::wstring why = WhatIsMissing(*op);
         if (!why.empty()) PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
       }

@@ -42,8 +42,12 @@ class Picture {
  public:
   std::string Draw(const Model& model) {
     text_ = "digraph {\n  rankdir=LR;\n  node [shape=box, style=rounded];\n";
-    DrawInside(model, "  ");
-    for (const auto& port : model.GetPorts()) DrawModelPort(*port);
+    const Operator* const whole = model.AllowsReflection() ? nullptr : &model;
+    if (whole)
+      text_ += "  " + Name(whole) + " [label=" + Quoted(model.GetDisplayName()) + "];\n";
+    else
+      DrawInside(model, "  ");
+    for (const auto& port : model.GetPorts()) DrawModelPort(*port, whole);
     return text_ + edges_ + "}\n";
   }
 
@@ -78,15 +82,20 @@ class Picture {
     edges_ += "  " + Name(from.get()) + " -> " + Name(&op) + " [taillabel=" + Quoted(source->GetName()) +
               ", headlabel=" + Quoted(port.GetName()) + "];\n";
   }
-  void DrawModelPort(const Port& port) {
+  /// `whole` is the model where it shows nothing of its inside, otherwise null.
+  void DrawModelPort(const Port& port, const Operator* whole) {
     const std::string name = "p" + std::to_string(ports_++);
     text_ += "  " + name + " [label=" + Quoted(port.GetDisplayName()) + ", shape=ellipse];\n";
-    for (const auto& inner : port.GetInnerAliasedPorts()) {
-      const auto op = inner->TryGetOperator();
-      if (!op) continue;
-      edges_ += port.IsOutput() ? "  " + Name(op.get()) + " -> " + name + ";\n"
-                                : "  " + name + " -> " + Name(op.get()) + ";\n";
+    if (whole) {
+      DrawModelEdge(port, name, *whole);
+      return;
     }
+    for (const auto& inner : port.GetInnerAliasedPorts()) {
+      if (const auto op = inner->TryGetOperator()) DrawModelEdge(port, name, *op);
+    }
+  }
+  void DrawModelEdge(const Port& port, const std::string& name, const Operator& op) {
+    edges_ += port.IsOutput() ? "  " + Name(&op) + " -> " + name + ";\n" : "  " + name + " -> " + Name(&op) + ";\n";
   }
 
   std::string text_, edges_;

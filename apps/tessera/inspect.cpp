@@ -31,7 +31,7 @@ int Info(const Arguments& arguments) {
     if (!model->GetDescription().empty()) Print(model->GetDescription());
     Print(L"ports:");
     for (const auto& port : model->GetPorts()) Print(PortToText(*port));
-    Print(L"operators:");
+    Print(model->AllowsReflection() ? L"operators:" : L"operators: not shown");
     for (const auto& [name, count] : used) Print(L"  " + std::to_wstring(count) + L" " + name);
     return kDone;
   }
@@ -45,7 +45,7 @@ int Info(const Arguments& arguments) {
   json.Set("ports", std::move(ports));
   JsonValue operators(JsonValueType::Object);
   for (const auto& [name, count] : used) operators.Set(kstr_ToUtf8(name), JsonValue(count));
-  json.Set("operators", std::move(operators));
+  if (model->AllowsReflection()) json.Set("operators", std::move(operators));
   PrintJson(json);
   return kDone;
 }
@@ -57,7 +57,12 @@ std::vector<DocumentProblem> CheckDocument(const std::string& name) {
   try {
     const bool isOther = name.size() > 5 && name.compare(name.size() - 5, 5, ".tsmc") == 0;
     if (!isOther) return PlainDocument::Check(ReadModelBytes(name), name == "-" ? std::wstring() : WideWord(name));
-    ModelFormatFactory::Open(WideWord(name), L"");
+    const auto model = ModelFormatFactory::Open(WideWord(name), L"");
+    for (const auto& op : model->GetAllOperators(true)) {
+      if (op->GetOperatorName() != L"OperatorNotFound") continue;
+      problems.push_back({"", 0, 0, L"the model needs an operator that is not known here", false});
+      break;
+    }
   } catch (const DocumentException& exception) {
     return exception.GetProblems();
   } catch (const std::exception&) {

@@ -43,6 +43,8 @@ void Preview::CheckWritten() const {
 
 void Preview::OnStep(const boost::shared_ptr<Operator>& op, RunStep step) {
   if (step != RunStep::EndRun || op->GetOperatorName() != kOperatorName) return;
+  // What a model hides is not for looking at.
+  if (&Model::GetVisible(*op) != op.get()) return;
   try {
     Write(*op);
   } catch (...) {

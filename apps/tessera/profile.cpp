@@ -29,7 +29,7 @@ std::string PathOf(const Operator& op) {
 }  // namespace
 
 Profile::Profile(const boost::shared_ptr<Model>& model) {
-  AddRows(*model, "");
+  if (model->AllowsReflection()) AddRows(*model, "");
   handle_ = model->GetEnvironment()->AddStepObserver(
       [this](const boost::shared_ptr<Operator>& op, RunStep step) { OnStep(op, step); });
 }

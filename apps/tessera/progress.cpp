@@ -116,10 +116,22 @@ void Progress::OnOperator(const boost::shared_ptr<Operator>& op, bool finished) 
     if (finished_.insert(op.get()).second) ++finishedInside_[process.get()];
     if (!running_.empty()) name_ = running_.back().name;
   } else {
-    name_ = OneLine(op->GetDisplayName());
-    running_.push_back({op.get(), process.get(), name_});
+    const Operator& shown = ToShow(*op);
+    name_ = OneLine(shown.GetDisplayName());
+    running_.push_back({op.get(), process.get(), name_, shown.AllowsReflection() ? nullptr : &shown});
   }
-  Show(kind_ == Kind::Plain && process == model_);
+  Show(kind_ == Kind::Plain && process == model_ && model_->AllowsReflection());
+}
+
+const Progress::Operator& Progress::ToShow(const Operator& op) const {
+  const Operator& visible = Model::GetVisible(op);
+  if (!visible.AllowsReflection()) return visible;
+  if (!model_->AllowsReflection()) return *model_;
+  boost::shared_ptr<Operator> outermost = op.GetProcess();
+  for (auto around = outermost; around; around = around->GetProcess()) outermost = around;
+  if (outermost == model_) return visible;
+  const auto hidden = std::find_if(running_.begin(), running_.end(), [](const Running& r) { return r.hiddenBy; });
+  return hidden == running_.end() ? visible : *hidden->hiddenBy;
 }
 
 void Progress::OnPercent(const boost::shared_ptr<Operator>& op, double percent) {

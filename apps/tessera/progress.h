@@ -40,6 +40,8 @@ class Progress {
  private:
   using Operator = Tamrin::Tessera::Operator;
   void OnOperator(const boost::shared_ptr<Operator>& op, bool finished);
+  /// What the user is told of. Copies of an inside, as of an iterator's, are told as what hides them.
+  const Operator& ToShow(const Operator& op) const;
   void OnPercent(const boost::shared_ptr<Operator>& op, double percent);
   void Tick();
   void Show(bool always);
@@ -51,6 +53,7 @@ class Progress {
     const Operator* op;
     const Tamrin::Tessera::Model* process;
     std::string name;
+    const Operator* hiddenBy;  ///< the model that allows no reflection, or null
   };
 
   const Kind kind_;

@@ -104,7 +104,9 @@ std::optional<Failure> Execute(const boost::shared_ptr<Model>& model) {
   } catch (const CancelledException&) {
     return Failure{model->GetDisplayName(), CurrentExceptionText(), true};
   } catch (const OperatorException& exception) {
-    return Failure{exception.GetOperatorDisplayName(), exception.get_What()};
+    // Which has a model's own name where the operator is one that the model hides.
+    const std::wstring name = ExecutionEnvironment::GetFailedOperator(std::current_exception());
+    return Failure{name.empty() ? exception.GetOperatorDisplayName() : name, exception.get_What()};
   } catch (...) {
     Failure failure{ExecutionEnvironment::GetFailedOperator(std::current_exception()), CurrentExceptionText()};
     if (failure.name.empty()) failure.name = model->GetDisplayName();

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "jsonlib/textwriter.h"
 #include "jsonlib/value.h"
 #include "kcommon/kstr.h"
@@ -54,11 +56,13 @@ class ValueBuilder final : public EventHandler {
 };
 
 bool Reader::parse(const std::wstring& text, Value& root) {
-  const std::string utf8 = kstr_ToUtf8(text);
-  std::wstring back;
-  if (kstr_FromUtf8(utf8, back) && back == text) return parseUtf8(utf8, root);
-  std::size_t offset = 0;
-  while (offset < back.size() && back[offset] == text[offset]) ++offset;
+  const auto isNoUnicode = [](wchar_t c) {
+    const auto code = static_cast<char32_t>(c);
+    return code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF);
+  };
+  const auto bad = std::find_if(text.begin(), text.end(), isNoUnicode);
+  if (bad == text.end()) return parseUtf8(kstr_ToUtf8(text), root);
+  const auto offset = static_cast<std::size_t>(bad - text.begin());
   const std::string before = kstr_ToUtf8(std::wstring_view(text).substr(0, offset));
   error_ = ParseError();
   error_.text = "found a character that is no Unicode, expected Unicode text";

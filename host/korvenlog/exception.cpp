@@ -29,8 +29,15 @@ void AppendUtf8(std::string& bytes, char32_t code) {
 }  // namespace
 
 std::string Narrow(std::wstring_view text) {
-  std::string bytes;
-  bytes.reserve(text.size());
+  // Most texts are ASCII for the most part, and that needs no look at each character.
+  std::uint32_t bits = 0;
+  std::string bytes(text.size(), '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    bits |= static_cast<std::uint32_t>(text[i]);
+    bytes[i] = static_cast<char>(text[i]);
+  }
+  if (bits < 0x80) return bytes;
+  bytes.clear();
   for (const wchar_t character : text) {
     const auto code = static_cast<char32_t>(character);
     AppendUtf8(bytes, IsScalarValue(code) ? code : kReplacement);

@@ -112,7 +112,8 @@ std::wstring InCurrentFolder(const std::wstring& file) {
 }
 
 void NoteLinkFailure(const std::wstring& file) {
-  if (readingDepth == 0) return;
+  // Inside of a document that hides its inside, the name and the reason are hidden as well.
+  if (readingDepth == 0 || UnkeptTextScope::IsActive()) return;
   const LinkFailure failure{file, CurrentExceptionText()};
   const auto same = [&](const LinkFailure& known) { return known.file == failure.file && known.text == failure.text; };
   if (std::none_of(linkFailures.begin(), linkFailures.end(), same)) linkFailures.push_back(failure);

@@ -6,6 +6,7 @@
 
 #include "documentreader.h"
 #include "kcommon/kstr.h"
+#include "korvenlog/exception.h"
 #include "txlib/basicdata.h"
 #include "txlib/datajson.h"
 #include "txlib/factories.h"
@@ -109,12 +110,21 @@ class Writer {
     return memory ? *memory : kNoMemory;
   }
 
+  [[noreturn]] static void RefuseHidden(const Model& model) {
+    KorvenLog::CPPException<std::runtime_error>(L"txlib\\documentwriter", L"PlainDocument::Save")
+        .Throw(__LINE__, L"The model \"" + Model::GetVisible(model).GetDisplayName() +
+                             L"\" was published without its inside: it can't be saved in a plain format.");
+  }
+
+  bool hides_ = false;  ///< what is written goes to a format that hides it
   std::map<std::wstring, OperatorPtr> pristine_;
   std::unordered_map<const Operator*, std::string_view> ids_;
   std::deque<std::string> newIds_;
 };
 
 JsonValue Writer::WriteModel(Model& model, const DocumentMemory& memory, bool outermost) {
+  if (outermost) hides_ = model.IsAlternateMode();
+  if (!hides_ && !model.AllowsReflection()) RefuseHidden(model);
   JsonValue json(JsonValueType::Object);
   if (outermost) {
     json.Set(kModel[Format], JsonValue::FromUtf8(kPlainFormat));

@@ -116,7 +116,10 @@ void ExecutionEnvironment::SetFailedOperator(const std::exception_ptr& exception
 }
 
 void NoteFailure(const Operator& op, const std::exception_ptr& exception) {
-  if (lastFailure.exception != exception) lastFailure = {exception, op.GetDisplayName()};
+  const Operator& visible = Model::GetVisible(op);
+  // An exception that comes out of a hidden inside takes no name along with it, also not that of a copy's operator.
+  if (lastFailure.exception != exception || !visible.AllowsReflection())
+    lastFailure = {exception, visible.GetDisplayName()};
 }
 
 void CheckRunCancelled(const Operator& op) {

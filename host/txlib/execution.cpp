@@ -133,10 +133,10 @@ class OperatorState::Driver {
   }
 
   [[noreturn]] void RaiseCycle(Operator& op) {
-    std::wstring names = op.GetDisplayName();
+    std::wstring names = Model::GetVisible(op).GetDisplayName();
     for (auto frame = frames_.end() - 1; frame != frames_.begin();) {
       --frame;
-      if (frame->held) names += L" <- " + frame->state->self->GetDisplayName();
+      if (frame->held) names += L" <- " + Model::GetVisible(*frame->state->self).GetDisplayName();
       if (frame->state->self == &op) break;
     }
     op.SetErrorMessage(L"The operator needs its own result: " + names + L".");

@@ -46,11 +46,24 @@ void Model::SetReportProgress(const bool& report) {
 void Model::SetOperatorProgress(const boost::shared_ptr<Operator>& op, const double& percent) {
   const OperatorState& state = OperatorState::Of(*this);
   if (!state.reportsProgress) return;
-  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(watchers->mutex, op, percent);
-  if (state.process) state.process->SetOperatorProgress(op, percent);
+  const boost::shared_ptr<Operator> told = AllowsReflection() ? op : SharedThis();
+  if (auto* const watchers = state.watchers.load()) watchers->progress.Call(watchers->mutex, told, percent);
+  if (state.process) state.process->SetOperatorProgress(told, percent);
 }
 
 bool Model::AllowsReflection() const { return modelState_->allowsReflection; }
+
+const Operator& Model::GetVisible(const Operator& op) {
+  const Operator* visible = &op;
+  for (const Operator* each = &op; each;) {
+    if (!each->AllowsReflection()) visible = each;
+    const auto* const model = dynamic_cast<const Model*>(each);
+    // The operator that a copy was made by holds what the copy is of, and outlives it.
+    const auto origin = model ? model->modelState_->origin.lock() : nullptr;
+    each = origin ? origin.get() : OperatorState::Of(*each).process;
+  }
+  return *visible;
+}
 
 namespace {
 

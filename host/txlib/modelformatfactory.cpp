@@ -45,7 +45,14 @@ ModelInfo PlainInfo(const std::string& utf8) {
 class PlainFormat : public ModelFormat {
  public:
   const wchar_t* Name() const override { return kPlainName; }
+  std::wstring GetFileFilter() const override { return L"Tessera Model (*.tsmx)"; }
   std::wstring GetExtension() const override { return kPlainExtension; }
+  bool SupportsOpenFromBuffer() const override { return true; }
+  bool CanOpenFromBuffer(const std::wstring& text) override {
+    const auto problems = PlainDocument::Check(kstr_ToUtf8(text));
+    return std::all_of(problems.begin(), problems.end(), [](const auto& problem) { return problem.warning; });
+  }
+  bool SupportsSaveToBuffer() const override { return true; }
   boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring&) override {
     return PlainDocument::OpenWide(text);
   }
@@ -107,12 +114,22 @@ bool LooksPlain(std::string_view text) {
   return first == std::string_view::npos || text[first] == '{' || text[first] == '/';
 }
 
-FormatPtr FindByText(std::string_view text) {
-  if (LooksPlain(text)) return boost::make_shared<PlainFormat>();
+/// Documents that are JSON say early what they are: plain ones name their format, others have this key.
+constexpr std::string_view kOtherFormatKey = "\"__info__\"";
+constexpr std::size_t kEarly = 1000;
+
+FormatPtr FindByText(const std::wstring& text) {
+  const std::string beginning = kstr_ToUtf8(text.substr(0, kEarly));
+  if (beginning.find(kstr_ToUtf8(kPlainName)) != std::string::npos) return boost::make_shared<PlainFormat>();
+  // One that tells itself another's is best refused in the other's words.
+  FormatPtr other;
+  const bool namesOther = beginning.find(kOtherFormatKey) != std::string::npos || !LooksPlain(beginning);
   for (const FormatPtr& format : AllFormats()) {
-    if (std::wstring(format->Name()) != kPlainName) return format;
+    if (std::wstring(format->Name()) == kPlainName || !format->SupportsOpenFromBuffer()) continue;
+    if (format->CanOpenFromBuffer(text)) return format;
+    if (!other && namesOther) other = format;
   }
-  return boost::make_shared<PlainFormat>();
+  return other ? other : boost::make_shared<PlainFormat>();
 }
 
 bool IsPlain(const ModelFormat& format) { return std::wstring(format.Name()) == kPlainName; }
@@ -124,6 +141,11 @@ std::wstring Decode(const std::string& bytes) {
   return text;
 }
 
+boost::shared_ptr<Model> OpenOther(ModelFormat& format, const std::string& bytes, const std::wstring& file) {
+  if (format.SupportsOpenFromBuffer()) return format.OpenFromBuffer(Decode(bytes), file);
+  return format.Open(URI::fromFile(file));
+}
+
 }  // namespace
 
 namespace {
@@ -132,15 +154,15 @@ boost::shared_ptr<Model> OpenFile(const std::wstring& file, const std::wstring& 
   const OpeningScope scope(file);
   const std::string bytes = kfio::ReadBytes(file);
   FormatPtr found = format.empty() ? FindByExtension(file) : FindByName(format);
-  if (!found) found = FindByText(bytes);
-  const auto model = IsPlain(*found) ? PlainDocument::Open(bytes) : found->OpenFromBuffer(Decode(bytes), file);
+  if (!found) found = FindByText(Decode(bytes));
+  const auto model = IsPlain(*found) ? PlainDocument::Open(bytes) : OpenOther(*found, bytes, file);
   if (model) model->SetDocumentFolder(DocumentFolderScope::Current());
   return model;
 }
 
 boost::shared_ptr<Model> OpenText(const std::wstring& text, const std::wstring& format) {
   if (format == kPlainName) return PlainDocument::OpenWide(text);
-  const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
+  const FormatPtr found = format.empty() ? FindByText(text) : FindByName(format);
   return found->OpenFromBuffer(text, std::wstring());
 }
 
@@ -183,7 +205,7 @@ void ModelFormatFactory::Save(const boost::shared_ptr<Model>& model, const std::
   if (IsPlain(*found))
     kfio::WriteBytes(file, PlainDocument::Save(model));
   else
-    kfio::WriteFile(file, found->SaveToBuffer(model));
+    found->Save(model, URI::fromFile(file));
 }
 
 std::wstring ModelFormatFactory::SaveToBuffer(const boost::shared_ptr<Model>& model, const std::wstring& format) {
@@ -191,7 +213,7 @@ std::wstring ModelFormatFactory::SaveToBuffer(const boost::shared_ptr<Model>& mo
 }
 
 ModelInfo ModelFormatFactory::GetModelInfo(const std::wstring& text, const std::wstring& format) {
-  const FormatPtr found = format.empty() ? FindByText(kstr_ToUtf8(text.substr(0, 1000))) : FindByName(format);
+  const FormatPtr found = format.empty() ? FindByText(text) : FindByName(format);
   return found->GetModelInfoFromBuffer(text);
 }
 

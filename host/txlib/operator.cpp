@@ -197,7 +197,7 @@ void Record(OperatorState::Watchers& watchers, Issue::Severity severity, const s
 
 void Operator::SetErrorMessage(const std::wstring& text) {
   Record(state_->GetWatchers(), Issue::Error, text);
-  const std::wstring name = GetDisplayName();
+  const std::wstring name = Model::GetVisible(*this).GetDisplayName();
   CallMessageCallbacks(SharedThis(), nullptr, text, std::wstring(), Issue::Error);
   throw OperatorException(text, name);
 }
@@ -212,6 +212,11 @@ void Operator::SetInfoMessage(const std::wstring& text) {
 
 void Operator::CallMessageCallbacks(const boost::shared_ptr<Operator>& source, const boost::shared_ptr<Port>& port,
                                     const std::wstring& text, const std::wstring& second, Issue::Severity severity) {
+  // What allows no reflection tells the messages of its inside as its own.
+  if (source.get() != this && !AllowsReflection()) {
+    CallMessageCallbacks(SharedThis(), nullptr, text, second, severity);
+    return;
+  }
   if (auto* const watchers = state_->watchers.load()) watchers->message.Call(watchers->mutex, source, port, text, second, severity);
   // Each model around may filter on the way out.
   if (state_->process) state_->process->CallMessageCallbacks(source, port, text, second, severity);

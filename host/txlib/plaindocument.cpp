@@ -1,3 +1,5 @@
+#include <string.h>
+
 #include <functional>
 #include <list>
 #include <mutex>
@@ -104,7 +106,7 @@ bool Parse(std::string_view text, ParsedTexts::Known& known, DocumentFaults& fau
     // What is refused each time need not be kept.
     if (hasEqualKeys)
       faults.NoteRepeatedKeys();
-    else
+    else if (!UnkeptTextScope::IsActive())
       Texts().Keep(text, json);
     return true;
   }
@@ -211,6 +213,20 @@ boost::shared_ptr<Model> Read(std::string_view text, bool checking, std::vector<
 
 }  // namespace
 
+namespace {
+thread_local unsigned unkeptTexts = 0;
+
+struct ShortLivedText {
+  explicit ShortLivedText(const std::wstring& text) : bytes(kstr_ToUtf8(text)) {}
+  ~ShortLivedText() { ::explicit_bzero(bytes.data(), bytes.size()); }
+  std::string bytes;
+};
+}  // namespace
+
+UnkeptTextScope::UnkeptTextScope() { ++unkeptTexts; }
+UnkeptTextScope::~UnkeptTextScope() { --unkeptTexts; }
+bool UnkeptTextScope::IsActive() { return unkeptTexts != 0; }
+
 namespace PlainDocument {
 
 boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem>* warnings) {
@@ -225,6 +241,10 @@ boost::shared_ptr<Model> Open(std::string_view utf8, std::vector<DocumentProblem
 
 boost::shared_ptr<Model> OpenWide(const std::wstring& text) {
   if (const auto copy = Repeat(Texts().FindSteps(text))) return copy;
+  if (UnkeptTextScope::IsActive()) {
+    const ShortLivedText utf8(text);
+    return Open(utf8.bytes);
+  }
   const std::string utf8 = kstr_ToUtf8(text);
   auto model = Open(utf8);
   Texts().KeepWide(utf8, text);

@@ -60,8 +60,21 @@ boost::shared_ptr<Model> OpenWide(const std::wstring& text);
 /// Faults and warnings in the order of the text; never raises for them. `file` is where the text comes from: linked
 /// documents are looked for beside it.
 std::vector<DocumentProblem> Check(std::string_view utf8, const std::wstring& file = {});
+/// Raises KorvenLog::CPPException for a model, or one inside of it, that allows no reflection, unless the model is in
+/// an alternate mode.
 std::string Save(const boost::shared_ptr<Model>& model);
 }  // namespace PlainDocument
+
+/// What is opened on this thread while it lives is another's secret: its text is not kept for a next opening, and
+/// failures of documents linked inside of it are not told.
+class UnkeptTextScope {
+ public:
+  UnkeptTextScope();
+  ~UnkeptTextScope();
+  UnkeptTextScope(const UnkeptTextScope&) = delete;
+  UnkeptTextScope& operator=(const UnkeptTextScope&) = delete;
+  static bool IsActive();
+};
 
 /// The folder that relative names in documents opened on this thread are taken from while it lives.
 class DocumentFolderScope {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kcommon/uri.h"
 #include "plugin/plugintypeinfo.h"
 #include "txlib/model.h"
 #include "txlib/operator.h"
@@ -30,14 +31,30 @@ struct ModelInfo {
   std::wstring name, nameSpace, displayName, displayCategory, icon, description, keywords;
 };
 
-/// A document format.
+/// A document format. The operations with a URI lead to those with a buffer, by way of the file's text as UTF-8: a
+/// format whose documents are text fills those alone. Any thread.
 class ModelFormatPart {
  public:
-  virtual ~ModelFormatPart() = default;
+  virtual std::wstring ToString() const;  ///< the class's type name
+  virtual void Hook() {}
+  virtual std::wstring GetFileFilter() const;  ///< "NAME (*EXTENSION)"
   virtual std::wstring GetExtension() const = 0;  ///< ".tsmx"
-  virtual boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring& name) = 0;
-  virtual std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model) = 0;
-  virtual ModelInfo GetModelInfoFromBuffer(const std::wstring& text) = 0;
+  virtual bool SupportsOpen() const;
+  /// False for what can't be read, too.
+  virtual bool CanOpen(const URI& uri);
+  virtual boost::shared_ptr<Model> Open(const URI& uri);
+  virtual ModelInfo GetModelInfo(const URI& uri);
+  virtual ModelInfo GetModelInfoFromBuffer(const std::wstring& text);
+  virtual bool SupportsOpenFromBuffer() const { return false; }
+  /// Never raises.
+  virtual bool CanOpenFromBuffer(const std::wstring& text);
+  /// `name` is the file that the text comes from, or empty.
+  virtual boost::shared_ptr<Model> OpenFromBuffer(const std::wstring& text, const std::wstring& name);
+  virtual bool SupportsSave() const;
+  virtual void Save(const boost::shared_ptr<Model>& model, const URI& uri);
+  virtual bool SupportsSaveToBuffer() const { return false; }
+  virtual std::wstring SaveToBuffer(const boost::shared_ptr<Model>& model);
+  virtual ~ModelFormatPart() = default;
 };
 class ModelFormat : public ModelFormatPart, public korven::plugin::IPlugin {
  public:

@@ -117,6 +117,8 @@ class Model : public Operator {
   void SetIsOpenable(bool openable);
   bool IsOpenable() const;
   void SetAllowsReflection(bool allows);
+  /// What a user may be told of: the operator, or the outermost model around it (or itself) that allows no reflection.
+  static const Operator& GetVisible(const Operator& op);
   void SetProcessName(const std::wstring& name);
   void SetProcessNamespace(const std::wstring& nameSpace);
   std::wstring GetProcessName() const;

@@ -183,6 +183,18 @@ class ExamplesTest(unittest.TestCase):
             "error: Require Condition: The text has neither a version nor a title.\n"), run.stderr)
         self.assertFalse(os.path.exists(os.path.join(self.folder, "out.json")))
 
+    def test_a_published_model_does_the_same(self):
+        self.assertEqual(self.run_program("save", os.path.join(EXAMPLES, "choose.tsmx"), "choose.tsmc").returncode, 0)
+        self.assertNotIn("VANTIX.", read(os.path.join(self.folder, "choose.tsmc")).replace('"VANTIX"', ""))
+        for arguments in ([], ["--set", "Detail=part"]):
+            outputs = []
+            for name in ("choose.tsmc", os.path.join(EXAMPLES, "choose.tsmx")):
+                run = self.run_program("run", name, "--json", *arguments)
+                self.assertEqual(run.returncode, 0, run.stderr)
+                outputs.append({row["Name"]: row["Data"] for row in json.loads(run.stdout)["Outputs"]})
+                del outputs[-1]["Draft"]  # a temporary file's name
+            self.assertEqual(outputs[0], outputs[1])
+
     def test_preferences(self):
         outputs, _ = self.run_example("preferences.tsmx", "--preferences",
                                       os.path.join(EXAMPLES, "site-preferences.json"))
