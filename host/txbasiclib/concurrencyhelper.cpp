@@ -109,6 +109,8 @@ struct ConcurrencyHelper::State {
       const int before = std::exchange(arenaThreads, share.threads);
       share.state->Work();
       arenaThreads = before;
+      // What failed here is the caller's by now; it must not live on until this thread fails again or ends.
+      Tessera::ExecutionEnvironment::SetFailedOperator(nullptr, std::wstring());
       Synchronise();
     }
   };
