@@ -2,6 +2,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <typeinfo>
 #include <unordered_set>
 
 #include "documentreader.h"
@@ -373,8 +374,10 @@ JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   WriteAttributes(json, op, Member(memory.source, kNode[NodeAttributes]), memory.attributes, saidInModel);
   WriteOverrides(json, op, memory);
   auto* const model = dynamic_cast<Model*>(&op);
-  // What can't be opened, or does not show its inside, makes that by itself.
-  const bool showsInside = model && model->IsOpenable() && model->AllowsReflection();
+  // What can't be opened, or does not show its inside, makes that by itself; all but a plain model, which has its inside
+  // from a document, and is refused rather than written without.
+  const bool showsInside =
+      model && model->IsOpenable() && (model->AllowsReflection() || typeid(*model) == typeid(Model));
   if (showsInside && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))
     json.Set(kNode[NodeModel], WriteModel(*model, memory, false));
   AppendUnknown(json, memory.source, kNode);
