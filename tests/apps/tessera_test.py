@@ -3,6 +3,7 @@ import json
 import os
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 
