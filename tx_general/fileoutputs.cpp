@@ -30,13 +30,6 @@ void ConvertPlain(Value& value, bool isColor, const SimpleDataTypeCode& type, Ke
     value = toType(value, static_cast<Kgda_PixelType>(type.code));
 }
 
-template <typename W>
-void WriteShared(const PortPtr& port, const boost::shared_ptr<typename W::ValueType>& value) {
-  const auto data = boost::make_shared<W>(value);
-  data->Initialize();
-  port->SetData(data);
-}
-
 }  // namespace
 
 inline constexpr OperatorSheet kMatrixToMTXFile{

@@ -36,6 +36,14 @@ void PublishMatrix(const PortPtr& port, const StackPtr& stack);
 void PublishTable(const PortPtr& port, const StackPtr& stack);
 void PublishScalar(const PortPtr& port, const StackPtr& stack);
 
+/// Puts a value on a port, shared.
+template <typename W>
+void WriteShared(const PortPtr& port, const boost::shared_ptr<typename W::ValueType>& value) {
+  const auto data = boost::make_shared<W>(value);
+  data->Initialize();
+  port->SetData(data);
+}
+
 /// "ListItem", "ListItem2", "ListItem3" ...: each takes a scalar or a list of scalars.
 void AddListItem(Operator& op, std::uint64_t& count);
 void RemoveListItem(Operator& op, std::uint64_t& count);

@@ -106,6 +106,15 @@ const void* kgda_ElementPointer(const Kgda_BaseDataLayer& layer, std::int32_t ro
 /// A stack of the other element type, kind and bin function kept.
 KgdaBaseDataStack kgda_ConvertStack(const KgdaBaseDataStack& stack, Kgda_PixelType type);
 
+/// to[i] = from[indices[i]], of elements that lie one behind the other. Strings are copied; the target holds none yet.
+void kgda_PickElements(void* to, const void* from, Kgda_PixelType type, const unsigned* indices, std::size_t count);
+/// Copies `count` elements of a row between layers of one type; with `step` 0 the first one again and again.
+void kgda_CopyRun(Kgda_BaseDataLayer& to, std::int32_t row, std::int32_t column, const Kgda_BaseDataLayer& from,
+                  std::int32_t fromRow, std::int32_t fromColumn, std::int32_t count, int step);
+/// Appends a layer of that size and type, which holds what of `from` lies within it, converted.
+Kgda_BaseDataLayer& kgda_AddLayerFrom(KgdaBaseDataStack& stack, const Kgda_BaseDataLayer& from, std::int32_t rows,
+                                      std::int32_t columns, Kgda_PixelType type, KerrException& error);
+
 /// Layers of one size and type, zero-filled. A size that can't be had is recorded in `error` before any memory is
 /// asked for; the result then has no layers.
 KgdaBaseDataStack kgda_BaseDataStackCreate(std::size_t layers, std::uint64_t rows, std::uint64_t columns,

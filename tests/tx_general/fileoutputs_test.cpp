@@ -13,7 +13,7 @@ constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 TEST(ScalarValue, Rows) {
   ExpectRows({
-      {"number", L"ScalarInput", {{L"Value", ScalarOf(3, KgdaInt8)}}, L"Scalar", ScalarOf(3, KgdaInt8)},
+      {"number", L"ScalarInput", {{L"Value", ScalarValue(3, KgdaInt8)}}, L"Scalar", ScalarValue(3, KgdaInt8)},
       {"colour", L"ScalarInput", {{L"Value", ColorScalar(1, 0.5, 0)}}, L"Scalar", ColorScalar(1, 0.5, 0)},
       {"text", L"ScalarInput", {{L"Value", TextScalar(L"a b")}}, L"Scalar", TextScalar(L"a b")},
       {"none", L"ScalarInput", {}, L"Scalar", nullptr},
@@ -27,8 +27,8 @@ TEST(SCAScalarSource, Rows) {
     return Row{title, L"ScalarFileInput", {{L"Filename", file}, {L"ScalarType", TypeOf(type)}}, L"Scalar", expected};
   };
   ExpectRows({
-      row("double", KgdaFloat64, ScalarOf(2.5)),
-      row("rounded half to even", KgdaInt32, ScalarOf(2, KgdaInt32)),
+      row("double", KgdaFloat64, ScalarValue(2.5)),
+      row("rounded half to even", KgdaInt32, ScalarValue(2, KgdaInt32)),
       row("text", KgdaString, TextScalar(L"2.5")),
       {"no name", L"ScalarFileInput", {{L"Filename", File(L"")}}, L"Scalar", nullptr},
       {"no file port", L"ScalarFileInput", {}, L"Scalar", nullptr},
@@ -64,14 +64,14 @@ TEST(FileOutputs, ConvertWithoutAFile) {
   ExpectRows({
       Write("matrix", kMatrixWriter, MatrixOf(1, 2, {1.5, 300}), KgdaUInt8, MatrixOf(1, 2, {2, 255}, KgdaUInt8)),
       Write("matrix of no type", kMatrixWriter, MatrixOf(1, 2, {1.5, 3}), kNone, MatrixOf(1, 2, {1.5, 3})),
-      Write("table", kTableWriter, TableOf({1.5, -1}), KgdaUInt16, TableOf({2, 0}, KgdaUInt16)),
-      Write("table of no type", kTableWriter, TableOf({1.5}), kNone, TableOf({1.5})),
-      Write("table of its own type", kTableWriter, TableOf({1.5}), KgdaFloat64, TableOf({1.5})),
-      Write("table made colours", kTableWriter, TableOf({0.5}), kColor, grey),
+      Write("table", kTableWriter, TableValue({1.5, -1}), KgdaUInt16, TableValue({2, 0}, KgdaUInt16)),
+      Write("table of no type", kTableWriter, TableValue({1.5}), kNone, TableValue({1.5})),
+      Write("table of its own type", kTableWriter, TableValue({1.5}), KgdaFloat64, TableValue({1.5})),
+      Write("table made colours", kTableWriter, TableValue({0.5}), kColor, grey),
       Write("colours stay", kTableWriter, grey, kColor, grey),
-      Write("scalar", kScalarWriter, ScalarOf(2.5), KgdaInt8, ScalarOf(2, KgdaInt8)),
-      Write("scalar of no type", kScalarWriter, ScalarOf(2.5), kNone, ScalarOf(2.5)),
-      Write("scalar made a colour", kScalarWriter, ScalarOf(0.25), kColor, ColorScalar(0.25, 0.25, 0.25)),
+      Write("scalar", kScalarWriter, ScalarValue(2.5), KgdaInt8, ScalarValue(2, KgdaInt8)),
+      Write("scalar of no type", kScalarWriter, ScalarValue(2.5), kNone, ScalarValue(2.5)),
+      Write("scalar made a colour", kScalarWriter, ScalarValue(0.25), kColor, ColorScalar(0.25, 0.25, 0.25)),
       {"no matrix", L"MatrixFileOutput", {}, L"MatrixOut", nullptr},
       {"required table", L"TableFileOutput", {}, L"TableOut", nullptr, L"Data not found on port(TableIn)."},
       {"required scalar", L"ScalarFileOutput", {}, L"ScalarOut", nullptr, L"Data not found on port(ScalarIn)."},
@@ -100,7 +100,7 @@ TEST(FileOutputs, InputsReadWhatTheyWrite) {
   } rows[] = {
       {kMatrixWriter, L"MatrixFileInput", MatrixOf(2, 2, {0.1, -0.0, 1e300, 5e-324})},
       {kMatrixWriter, L"MatrixFileInput", MatrixOf(3, 1, {1, 2, 255}, KgdaUInt8)},
-      {kTableWriter, L"TableFileInput", TableOf({-2147483648.0, 2147483647}, KgdaInt32)},
+      {kTableWriter, L"TableFileInput", TableValue({-2147483648.0, 2147483647}, KgdaInt32)},
       {kTableWriter, L"TableFileInput", ColorTable({basic::Color(1, 0, 0.1), basic::Color(0, 1, 0, 0.5)})},
       {kScalarWriter, L"ScalarFileInput", TextScalar(L"a \"b\"\n\u00e9, c")},
       {kScalarWriter, L"ScalarFileInput", ColorScalar(0.1, 0.2, 0.3)},
@@ -127,8 +127,8 @@ TEST(FileOutputs, FailedWriteIsAWarningAndTheValueGoesOn) {
     ModelHost host;
     host.Add(writer.op, L"op");
     host.Set(L"op." + writer.value + L"In", writer.value == L"Matrix"  ? MatrixOf(1, 1, {5})
-                                            : writer.value == L"Table" ? TableOf({5})
-                                                                       : ScalarOf(5));
+                                            : writer.value == L"Table" ? TableValue({5})
+                                                                       : ScalarValue(5));
     host.Set(L"op.Filename", File(file));
     ASSERT_TRUE(host.Run());
     EXPECT_EQ(Elements(host.Existing(L"op." + writer.value + L"Out")), Numbers{5});

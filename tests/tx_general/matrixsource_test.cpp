@@ -181,7 +181,7 @@ class ListMatrix : public ::testing::Test {
 };
 
 TEST_F(ListMatrix, ItemsFillRowAfterRow) {
-  Prepare(2, 3, {List({ScalarOf(1), Value(2), ScalarOf(3)}), ScalarOf(4), Value(5), List({Value(6.0)})});
+  Prepare(2, 3, {List({ScalarValue(1), Value(2), ScalarValue(3)}), ScalarValue(4), Value(5), List({Value(6.0)})});
   for (int turn = 0; turn < 2; ++turn) {
     ASSERT_TRUE(host_.Run()) << ::testing::PrintToString(host_.Error());
     EXPECT_EQ(Elements(host_.Existing(L"op.Matrix")), (Numbers{1, 2, 3, 4, 5, 6}));
@@ -191,7 +191,7 @@ TEST_F(ListMatrix, ItemsFillRowAfterRow) {
 }
 
 TEST_F(ListMatrix, TypeHoldsAllItems) {
-  Prepare(1, 2, {ScalarOf(200, KgdaUInt8), ScalarOf(-1, KgdaInt8)});
+  Prepare(1, 2, {ScalarValue(200, KgdaUInt8), ScalarValue(-1, KgdaInt8)});
   ASSERT_TRUE(host_.Run());
   EXPECT_EQ(ElementType(host_.Existing(L"op.Matrix")), KgdaInt16);
   EXPECT_EQ(Elements(host_.Existing(L"op.Matrix")), (Numbers{200, -1}));
@@ -203,7 +203,7 @@ TEST_F(ListMatrix, NoItemsMakeAnEmptyMatrix) {
 }
 
 TEST_F(ListMatrix, CountsHaveToAgree) {
-  Prepare(2, 2, {ScalarOf(1)});
+  Prepare(2, 2, {ScalarValue(1)});
   EXPECT_THROW(host_.GetModel()->Execute(), std::invalid_argument);
 }
 
@@ -215,7 +215,7 @@ TEST_F(ListMatrix, ListsHoldScalarsOnly) {
 }
 
 TEST_F(ListMatrix, ItemsHaveToBeThere) {
-  Prepare(1, 1, {ScalarOf(1)});
+  Prepare(1, 1, {ScalarValue(1)});
   host_.Op(L"op")->AddExpansionPorts();
   ExpectFailure(host_, L"Invalid data on port ListItem2 for operator op.");
 }
@@ -253,24 +253,24 @@ Row SeriesRow(const char* title, const DataPtr& initial, const DataPtr& row, con
 TEST(DynamicSeriesMatrixSource, Rows) {
   const std::wstring on = L" for operator op.";
   ExpectRows({
-      SeriesRow("the row increment steps along a row", ScalarOf(1), ScalarOf(2), ScalarOf(10),
+      SeriesRow("the row increment steps along a row", ScalarValue(1), ScalarValue(2), ScalarValue(10),
                 MatrixOf(2, 3, {1, 3, 5, 11, 13, 15})),
-      SeriesRow("largest of the codes", ScalarOf(1, KgdaUInt8), ScalarOf(1, KgdaUInt8), ScalarOf(0.5),
+      SeriesRow("largest of the codes", ScalarValue(1, KgdaUInt8), ScalarValue(1, KgdaUInt8), ScalarValue(0.5),
                 MatrixOf(2, 3, {1, 2, 3, 1.5, 2.5, 3.5})),
-      SeriesRow("whole numbers stay whole", ScalarOf(1, KgdaUInt8), ScalarOf(-1, KgdaInt16), ScalarOf(2, KgdaUInt8),
-                MatrixOf(2, 3, {1, 0, -1, 3, 2, 1}, KgdaInt16)),
+      SeriesRow("whole numbers stay whole", ScalarValue(1, KgdaUInt8), ScalarValue(-1, KgdaInt16),
+                ScalarValue(2, KgdaUInt8), MatrixOf(2, 3, {1, 0, -1, 3, 2, 1}, KgdaInt16)),
   });
   ExpectRaised({
-      SeriesRow("text", TextScalar(L"a"), ScalarOf(1), ScalarOf(1), nullptr, L"Invalid matrix item type"),
-      SeriesRow("increments differ", ScalarOf(1), ScalarOf(1), ColorScalar(1, 0, 0), nullptr,
+      SeriesRow("text", TextScalar(L"a"), ScalarValue(1), ScalarValue(1), nullptr, L"Invalid matrix item type"),
+      SeriesRow("increments differ", ScalarValue(1), ScalarValue(1), ColorScalar(1, 0, 0), nullptr,
                 L"Matrix item type mismatch"),
-      SeriesRow("colour with plain increments", ColorScalar(0, 0, 0), ScalarOf(1), ScalarOf(1), nullptr,
+      SeriesRow("colour with plain increments", ColorScalar(0, 0, 0), ScalarValue(1), ScalarValue(1), nullptr,
                 L"Matrix item type mismatch"),
   });
   for (const auto& [missing, name] :
        {std::pair(L"InitialValue", L"InitialValue"), std::pair(L"RowIncrement", L"Increment"),
         std::pair(L"ColumnIncrement", L"Increment")}) {
-    Row row = SeriesRow("missing", ScalarOf(1), ScalarOf(1), ScalarOf(1), nullptr);
+    Row row = SeriesRow("missing", ScalarValue(1), ScalarValue(1), ScalarValue(1), nullptr);
     ModelHost host;
     std::erase_if(row.inputs, [&](const auto& input) { return input.first == missing; });
     Prepare(host, row);
@@ -290,13 +290,14 @@ TEST(DynamicSeriesMatrixSource, ItemsOfSeveralLayersDontFit) {
   const auto stack = boost::make_shared<KgdaBaseDataStack>();
   for (int i = 0; i < 2; ++i) stack->AddLayer(1, 1, KgdaInt16);
   ModelHost host;
-  Prepare(host, SeriesRow("", ScalarOf(1), tessera::MakeData<basic::BaseDataStackData>(*stack), ScalarOf(1), nullptr));
+  Prepare(host,
+          SeriesRow("", ScalarValue(1), tessera::MakeData<basic::BaseDataStackData>(*stack), ScalarValue(1), nullptr));
   ExpectFailure(host, L"Invalid size for matrix item");
 }
 
 TEST(DynamicSeriesMatrixSource, SizesThatCantBeAreRefused) {
   ModelHost host;
-  Prepare(host, SeriesRow("", ScalarOf(1), ScalarOf(1), ScalarOf(1), nullptr));
+  Prepare(host, SeriesRow("", ScalarValue(1), ScalarValue(1), ScalarValue(1), nullptr));
   host.Set(L"op.RowCount", 4294967295u);
   ExpectFailure(host, L"Found 4294967295 rows, expected at most 2147483647.");
   host.Set(L"op.RowCount", 2000000000u).Set(L"op.ColumnCount", 2000000000u);

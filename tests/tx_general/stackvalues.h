@@ -5,14 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "support/modelhost.h"
-#include "tx_general/rows.h"
+#include "tx_general/values.h"
 #include "txbasiclib/basedatastackutils.h"
 #include "txbasiclib/basicvalues.h"
 
 namespace testing_support {
-
-namespace basic = ::Tamrin::TesseraBasic;
 
 template <typename W, typename T>
 DataPtr Shared(const boost::shared_ptr<T>& value) {
@@ -21,12 +18,6 @@ DataPtr Shared(const boost::shared_ptr<T>& value) {
   return data;
 }
 
-inline boost::shared_ptr<basic::Scalar> Number(double value, Kgda_PixelType type = KgdaFloat64) {
-  return basic::CreateScalar(value, type);
-}
-inline DataPtr ScalarOf(double value, Kgda_PixelType type = KgdaFloat64) {
-  return Shared<basic::ScalarData>(Number(value, type));
-}
 inline DataPtr ColorScalar(double red, double green, double blue) {
   return Shared<basic::ScalarData>(basic::CreateColorScalar(basic::Color(red, green, blue)));
 }
@@ -44,17 +35,6 @@ inline DataPtr MatrixOf(std::int32_t rows, std::int32_t columns, const std::vect
     kgda_SetElementFromDouble(matrix->GetMutableStack().GetLayer(0), i / columns, i % columns,
                               numbers.at(static_cast<std::size_t>(i)));
   return Shared<basic::MatrixData>(matrix);
-}
-inline DataPtr TableOf(const std::vector<double>& numbers, Kgda_PixelType type = KgdaFloat64) {
-  const auto table = basic::CreateTable(static_cast<std::int32_t>(numbers.size()), type);
-  for (std::size_t i = 0; i < numbers.size(); ++i)
-    kgda_SetElementFromDouble(table->GetMutableStack().GetLayer(0), static_cast<std::int32_t>(i), 0, numbers[i]);
-  return Shared<basic::TableData>(table);
-}
-inline DataPtr ColorTable(const std::vector<basic::Color>& colors) {
-  const auto table = basic::CreateColorTable(static_cast<std::int32_t>(colors.size()));
-  for (std::size_t i = 0; i < colors.size(); ++i) table->SetColorAt(static_cast<std::int32_t>(i), colors[i]);
-  return Shared<basic::TableData>(table);
 }
 
 /// Of a matrix, table or scalar.

@@ -11,7 +11,11 @@ using Numbers = std::vector<double>;
 
 TEST(CustomTableSource, Rows) {
   ExpectRows({
-      {"a table", L"CustomTableInput", {{L"Value", TableOf({1, 2}, KgdaInt8)}}, L"Table", TableOf({1, 2}, KgdaInt8)},
+      {"a table",
+       L"CustomTableInput",
+       {{L"Value", TableValue({1, 2}, KgdaInt8)}},
+       L"Table",
+       TableValue({1, 2}, KgdaInt8)},
       {"none", L"CustomTableInput", {}, L"Table", nullptr},
   });
 }
@@ -23,8 +27,8 @@ TEST(TBLTableSource, Rows) {
     return Row{title, L"TableFileInput", {{L"Filename", file}, {L"TableType", TypeOf(type)}}, L"Table", expected};
   };
   ExpectRows({
-      row("doubles", numbers, KgdaFloat64, TableOf({1.5, 2.5, -1})),
-      row("bytes", numbers, KgdaUInt8, TableOf({2, 2, 0}, KgdaUInt8)),
+      row("doubles", numbers, KgdaFloat64, TableValue({1.5, 2.5, -1})),
+      row("bytes", numbers, KgdaUInt8, TableValue({2, 2, 0}, KgdaUInt8)),
       row("colours", File(folder.Write("c.tbl", "255 0 51\n0 0 255\n")), 0xFFFFFFFE,
           ColorTable({basic::Color(1, 0, 0.2), basic::Color(0, 0, 1)})),
       {"no name", L"TableFileInput", {{L"Filename", File(L"")}}, L"Table", nullptr},
@@ -44,7 +48,7 @@ class ListTable : public ::testing::Test {
 };
 
 TEST_F(ListTable, CountIsOfScalars) {
-  SetItems(host_, L"op", {List({ScalarOf(1, KgdaUInt8), ScalarOf(2, KgdaUInt8)}), ScalarOf(3, KgdaUInt8)});
+  SetItems(host_, L"op", {List({ScalarValue(1, KgdaUInt8), ScalarValue(2, KgdaUInt8)}), ScalarValue(3, KgdaUInt8)});
   for (const DataPtr& count : {Value(3u), Value(0u), DataPtr()}) {
     host_.Set(L"op.Count", count);
     ASSERT_TRUE(host_.Run()) << ::testing::PrintToString(host_.Error());
@@ -66,7 +70,7 @@ TEST_F(ListTable, WrongItemsAreToldBeforeTheCount) {
 }
 
 TEST_F(ListTable, OneColourMakesAllColours) {
-  SetItems(host_, L"op", {ScalarOf(0.5), ColorScalar(1, 0, 0.25)});
+  SetItems(host_, L"op", {ScalarValue(0.5), ColorScalar(1, 0, 0.25)});
   ASSERT_TRUE(host_.Run());
   EXPECT_THAT(Elements(host_.Existing(L"op.Table")), ElementsAre(0.5, 1, 0.5, 0, 0.5, 0.25));
 }
@@ -83,32 +87,32 @@ Row SeriesRow(const char* title, unsigned count, const DataPtr& initial, const D
 
 TEST(DynamicSeriesTableSource, Rows) {
   ExpectRows({
-      SeriesRow("steps", 4, ScalarOf(1), ScalarOf(0.5), TableOf({1, 1.5, 2, 2.5})),
-      SeriesRow("one row is the first value", 1, ScalarOf(7, KgdaUInt8), ScalarOf(1, KgdaInt16),
-                TableOf({7}, KgdaInt16)),
-      SeriesRow("largest of the codes", 2, ScalarOf(200, KgdaUInt8), ScalarOf(100), TableOf({200, 300})),
-      SeriesRow("bytes end at their bound", 3, ScalarOf(200, KgdaUInt8), ScalarOf(50, KgdaUInt8),
-                TableOf({200, 250, 255}, KgdaUInt8)),
-      SeriesRow("no rows", 0, ScalarOf(1), ScalarOf(1), TableOf({})),
+      SeriesRow("steps", 4, ScalarValue(1), ScalarValue(0.5), TableValue({1, 1.5, 2, 2.5})),
+      SeriesRow("one row is the first value", 1, ScalarValue(7, KgdaUInt8), ScalarValue(1, KgdaInt16),
+                TableValue({7}, KgdaInt16)),
+      SeriesRow("largest of the codes", 2, ScalarValue(200, KgdaUInt8), ScalarValue(100), TableValue({200, 300})),
+      SeriesRow("bytes end at their bound", 3, ScalarValue(200, KgdaUInt8), ScalarValue(50, KgdaUInt8),
+                TableValue({200, 250, 255}, KgdaUInt8)),
+      SeriesRow("no rows", 0, ScalarValue(1), ScalarValue(1), TableValue({})),
       {"no count",
        L"DynamicTableInputSeries",
-       {{L"InitialValue", ScalarOf(1)}, {L"Increment", ScalarOf(1)}},
+       {{L"InitialValue", ScalarValue(1)}, {L"Increment", ScalarValue(1)}},
        L"Table",
        nullptr,
        L"Data not found on port(Count)."},
   });
   ExpectRaised({
-      SeriesRow("text", 2, ScalarOf(1), TextScalar(L"a"), nullptr, L"Invalid table item type"),
-      SeriesRow("colour and number", 2, ColorScalar(1, 0, 0), ScalarOf(1), nullptr, L"Table item type mismatch"),
+      SeriesRow("text", 2, ScalarValue(1), TextScalar(L"a"), nullptr, L"Invalid table item type"),
+      SeriesRow("colour and number", 2, ColorScalar(1, 0, 0), ScalarValue(1), nullptr, L"Table item type mismatch"),
       {"no initial value",
        L"DynamicTableInputSeries",
-       {{L"Count", Value(1u)}, {L"Increment", ScalarOf(1)}},
+       {{L"Count", Value(1u)}, {L"Increment", ScalarValue(1)}},
        L"Table",
        nullptr,
        L"Invalid data on port InitialValue for operator op."},
       {"no increment",
        L"DynamicTableInputSeries",
-       {{L"Count", Value(1u)}, {L"InitialValue", ScalarOf(1)}},
+       {{L"Count", Value(1u)}, {L"InitialValue", ScalarValue(1)}},
        L"Table",
        nullptr,
        L"Invalid data on port Increment for operator op."},
@@ -118,7 +122,7 @@ TEST(DynamicSeriesTableSource, Rows) {
 TEST(DynamicSeriesTableSource, ColumnsAreLookedAt) {
   const DataPtr pair = MatrixOf(1, 2, {1, 2}), other = MatrixOf(1, 2, {3, 4});
   ModelHost host;
-  Prepare(host, SeriesRow("", 2, pair, ScalarOf(1), nullptr));
+  Prepare(host, SeriesRow("", 2, pair, ScalarValue(1), nullptr));
   ExpectFailure(host, L"Table item type mismatch");
   host.Set(L"op.Increment", other);
   ExpectFailure(host, L"Invalid size for table item");
