@@ -35,7 +35,7 @@ std::wstring FindCategory(const std::string& word) {
   }
   std::wstring known;
   for (const std::wstring& category : PluginManager::Categories()) known += (known.empty() ? L"" : L", ") + category;
-  throw Refusal(L"there is no category \"" + WideWord(word) + L"\"; there are " + known);
+  throw Refusal(L"there is no category \"" + WideWord(word) + L"\"; there are " + known + L", and kernels");
 }
 
 JsonValue ListToJson(const std::wstring& category) {
@@ -58,6 +58,7 @@ JsonValue ListToJson(const std::wstring& category) {
 }  // namespace
 
 int List(const Arguments& arguments) {
+  if (arguments.category == "kernels") return ListKernels(arguments);
   Tamrin::Tessera::EnsureBuiltIns();
   // The built-in types are entered on first need of a factory.
   DataFactory::GetNames();

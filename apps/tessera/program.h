@@ -24,7 +24,7 @@ class Refusal : public std::runtime_error {
 struct Arguments {
   std::string command;
   std::vector<std::string> models;
-  std::string model, output, category, operatorName, action, preference, value;
+  std::string model, output, category, library, operatorName, action, preference, value;
   std::vector<std::string> sets, prefs;
   std::string inputs, outputs, preferences, log, messages, progress = "auto";
   std::string preview, profile;
@@ -40,6 +40,8 @@ int Info(const Arguments& arguments);
 int Check(const Arguments& arguments);
 int Save(const Arguments& arguments);
 int List(const Arguments& arguments);
+/// The kernels of a library.
+int ListKernels(const Arguments& arguments);
 int Describe(const Arguments& arguments);
 int Draw(const Arguments& arguments);
 int Preferences(const Arguments& arguments);

@@ -6,57 +6,16 @@
 #include <string>
 #include <type_traits>
 
+#include "kcommon/kerr.h"
 #include "kcommon/kgda.h"
+#include "kcommon/kpxm.h"
 #include "kcommon/kstr.h"
 #include "kgdacopy.h"
+#include "kgdaelement.h"
 
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-/// Storage and bounds of each code, so that loops are written once and compiled per type.
-template <typename T>
-struct Element {
-  using Type = T;
-  double lowest;
-  double highest;
-};
-
-template <typename Visit>
-void VisitType(Kgda_PixelType type, Visit visit) {
-  switch (type) {
-    case KgdaBit:
-      return visit(Element<std::uint8_t>{0, 1});
-    case KgdaTwoBit:
-      return visit(Element<std::uint8_t>{0, 3});
-    case KgdaNibble:
-      return visit(Element<std::uint8_t>{0, 15});
-    case KgdaUInt8:
-      return visit(Element<std::uint8_t>{0, 255});
-    case KgdaInt8:
-      return visit(Element<std::int8_t>{-128, 127});
-    case KgdaUInt16:
-      return visit(Element<std::uint16_t>{0, 65535});
-    case KgdaInt16:
-      return visit(Element<std::int16_t>{-32768, 32767});
-    case KgdaUInt32:
-      return visit(Element<std::uint32_t>{0, 4294967295.0});
-    case KgdaInt32:
-      return visit(Element<std::int32_t>{-2147483648.0, 2147483647.0});
-    case KgdaFloat32:
-      return visit(
-          Element<float>{-double{std::numeric_limits<float>::max()}, double{std::numeric_limits<float>::max()}});
-    case KgdaFloat64:
-      return visit(Element<double>{0, 0});
-    case KgdaComplex64:
-      return visit(Element<std::complex<float>>{-double{std::numeric_limits<float>::max()},
-                                                double{std::numeric_limits<float>::max()}});
-    case KgdaComplex128:
-      return visit(Element<std::complex<double>>{0, 0});
-    case KgdaString:
-      return visit(Element<char*>{0, 0});
-  }
-}
 
 float ToFloat(double value, double lowest, double highest) {
   if (std::isinf(value)) return static_cast<float>(value);
@@ -85,9 +44,6 @@ T FromDouble(double value, const Element<T>& element) {
     return T(value);
   }
 }
-
-template <typename T>
-constexpr bool kIsComplex = std::is_same_v<T, std::complex<float>> || std::is_same_v<T, std::complex<double>>;
 
 template <typename From, typename To>
 To Converted(const From& value, const Element<To>& element) {
@@ -162,23 +118,27 @@ bool IsContiguous(const Kgda_BaseDataLayer& layer) {
   return layer.rowStride == layer.elementSize * static_cast<std::size_t>(layer.columns);
 }
 
+/// Between two types that differ.
+void ConvertRun(void* to, Kgda_PixelType toType, const void* from, Kgda_PixelType fromType, std::int64_t count) {
+  VisitType(fromType, [&](auto source) {
+    VisitType(toType, [&](auto target) {
+      using From = typename decltype(source)::Type;
+      using To = typename decltype(target)::Type;
+      if constexpr (!(std::is_same_v<From, char*> && std::is_same_v<To, char*>)) {
+        ConvertRow(static_cast<const From*>(from), static_cast<To*>(to), count, target);
+      }
+    });
+  });
+}
+
 void ConvertLayer(const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
   // Tables are one column of many rows: one long loop where the rows lie one behind the other.
   const bool oneRun = IsContiguous(from) && IsContiguous(to);
   const std::int32_t runs = oneRun ? 1 : from.rows;
   const std::int64_t count = oneRun ? std::int64_t{from.rows} * from.columns : from.columns;
-  VisitType(from.pixelType, [&](auto source) {
-    VisitType(to.pixelType, [&](auto target) {
-      using From = typename decltype(source)::Type;
-      using To = typename decltype(target)::Type;
-      if constexpr (!(std::is_same_v<From, char*> && std::is_same_v<To, char*>)) {
-        for (std::int32_t row = 0; row < runs; ++row) {
-          ConvertRow(static_cast<const From*>(kgda_ElementPointer(from, row, 0)),
-                     static_cast<To*>(kgda_ElementPointer(to, row, 0)), count, target);
-        }
-      }
-    });
-  });
+  for (std::int32_t row = 0; row < runs; ++row) {
+    ConvertRun(kgda_ElementPointer(to, row, 0), to.pixelType, kgda_ElementPointer(from, row, 0), from.pixelType, count);
+  }
 }
 
 }  // namespace
@@ -224,4 +184,21 @@ KgdaBaseDataStack kgda_ConvertStack(const KgdaBaseDataStack& stack, Kgda_PixelTy
     }
   }
   return result;
+}
+
+void kpxm_ConvertPixels(void* to, Kgda_PixelType toType, const void* from, Kgda_PixelType fromType, std::int64_t count,
+                        KerrException& error) {
+  const std::size_t size = kgda_NumBytePerPixelFromType(toType);
+  if (size == 0 || kgda_NumBytePerPixelFromType(fromType) == 0) {
+    error.Log(__LINE__, L"Pixels of an unknown type can't be converted.");
+  } else if (count < 0 || (count > 0 && (!to || !from))) {
+    error.Log(__LINE__, L"There are no pixels to convert.");
+  } else if (count > 0 && fromType != toType) {
+    ConvertRun(to, toType, from, fromType, count);
+  } else if (count > 0 && fromType == KgdaString) {
+    for (std::int64_t i = 0; i < count; ++i)
+      static_cast<char**>(to)[i] = kstr_Duplicate(static_cast<const char* const*>(from)[i]);
+  } else if (count > 0) {
+    std::memcpy(to, from, size * static_cast<std::size_t>(count));
+  }
 }

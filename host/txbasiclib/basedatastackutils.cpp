@@ -21,7 +21,8 @@ KgdaBaseDataStack CopyOfKind(const KgdaBaseDataStack& stack, KgdaBaseDataStack::
 /// The stack to wrap: a copy, or the very one.
 StackPtr Own(const StackPtr& stack, bool copy, KgdaBaseDataStack::Kind kind) {
   const StackPtr own = copy ? boost::make_shared<KgdaBaseDataStack>(*stack) : stack;
-  own->SetKind(kind);
+  // A shared stack may be read by others at the same time.
+  if (own->GetKind() != kind) own->SetKind(kind);
   return own;
 }
 

@@ -1,6 +1,8 @@
 #include "txbasiclib/collections.h"
 
+#include <algorithm>
 #include <boost/make_shared.hpp>
+#include <boost/numeric/conversion/cast.hpp>
 #include <stdexcept>
 
 #include "collectionimpl.h"
@@ -28,6 +30,15 @@ class StackTable : public Table {
     SetColorOfElement(*stack_, row, 0, color);
   }
   const KgdaBaseDataStack& GetStack() const override { return *stack_; }
+  boost::shared_ptr<Table> GetSubset(const std::vector<unsigned>& rows) const override {
+    KgdaBaseDataStack subset(KgdaBaseDataStack::KindTable);
+    for (std::size_t i = 0; i < stack_->GetLayerCount(); ++i) {
+      const Kgda_BaseDataLayer& from = stack_->GetLayer(i);
+      Kgda_BaseDataLayer& to = subset.AddLayer(CheckedCount(rows), 1, from.pixelType);
+      kgda_PickElements(to.data, from.data, from.pixelType, rows.data(), rows.size());
+    }
+    return MakeTable(std::move(subset));
+  }
   boost::shared_ptr<Scalar> GetScalarAt(std::int32_t row) const override {
     CheckRow(row);
     KgdaBaseDataStack one(KgdaBaseDataStack::KindScalar);
@@ -41,6 +52,14 @@ class StackTable : public Table {
   KgdaBaseDataStack& GetMutableStack() override { return *stack_; }
 
  private:
+  std::int32_t CheckedCount(const std::vector<unsigned>& rows) const {
+    const auto count = static_cast<unsigned>(GetCount());
+    unsigned highest = 0;
+    for (const unsigned row : rows) highest = std::max(highest, row);
+    if (!rows.empty() && highest >= count)
+      throw std::out_of_range("Row " + std::to_string(highest) + " of a table of " + std::to_string(count) + " rows");
+    return boost::numeric_cast<std::int32_t>(rows.size());
+  }
   void CheckRow(std::int32_t row) const {
     if (row >= 0 && row < GetCount()) return;
     throw std::out_of_range("Row " + std::to_string(row) + " of a table of " + std::to_string(GetCount()) + " rows");

@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
+
+class KerrException;
 
 /// Element type of a layer. The codes are shared with NumberType and SimpleDataType.
 enum Kgda_PixelType : std::uint32_t {
@@ -102,3 +105,48 @@ void* kgda_ElementPointer(Kgda_BaseDataLayer& layer, std::int32_t row, std::int3
 const void* kgda_ElementPointer(const Kgda_BaseDataLayer& layer, std::int32_t row, std::int32_t column);
 /// A stack of the other element type, kind and bin function kept.
 KgdaBaseDataStack kgda_ConvertStack(const KgdaBaseDataStack& stack, Kgda_PixelType type);
+
+/// to[i] = from[indices[i]], of elements that lie one behind the other. Strings are copied; the target holds none yet.
+void kgda_PickElements(void* to, const void* from, Kgda_PixelType type, const unsigned* indices, std::size_t count);
+/// Copies `count` elements of a row between layers of one type; with `step` 0 the first one again and again.
+void kgda_CopyRun(Kgda_BaseDataLayer& to, std::int32_t row, std::int32_t column, const Kgda_BaseDataLayer& from,
+                  std::int32_t fromRow, std::int32_t fromColumn, std::int32_t count, int step);
+/// Appends a layer of that size and type, which holds what of `from` lies within it, converted.
+Kgda_BaseDataLayer& kgda_AddLayerFrom(KgdaBaseDataStack& stack, const Kgda_BaseDataLayer& from, std::int32_t rows,
+                                      std::int32_t columns, Kgda_PixelType type, KerrException& error);
+
+/// Layers of one size and type, zero-filled. A size that can't be had is recorded in `error` before any memory is
+/// asked for; the result then has no layers.
+KgdaBaseDataStack kgda_BaseDataStackCreate(std::size_t layers, std::uint64_t rows, std::uint64_t columns,
+                                           Kgda_PixelType type, KgdaBaseDataStack::Kind kind, KerrException& error);
+/// Appends a copy of the layer, strings included.
+void kgda_BaseDataCopy(const Kgda_BaseDataLayer& layer, KgdaBaseDataStack& target, KerrException& error);
+
+/// Fills the output from operands that have as many layers and the output's element type.
+using Kgda_StackFunction = void (*)(KgdaBaseDataStack& output, const std::vector<KgdaBaseDataStack>& operands);
+void kgda_BaseDataStackFunction(Kgda_StackFunction function, KgdaBaseDataStack& output,
+                                const std::vector<KgdaBaseDataStack>& operands, KerrException& error);
+/// Element (r, c) of each layer becomes first + c * second + r * third, of the first elements of three operands:
+/// exact in integer types, where it is clamped to their bounds; in double precision for floats.
+Kgda_StackFunction kmsc_AddressOf_kgda_GpfIncFill();
+
+/// The text form of a stack, as files with the extensions mtx, tbl and sca hold it; see docs/formats.md.
+/// Layers have to agree in size and type. Written beside its place, then renamed: a failure is recorded and leaves
+/// the old file.
+void kgda_BaseDataStackWriteAscii(const KgdaBaseDataStack& stack, const std::wstring& fileName, KerrException& error);
+std::string kgda_BaseDataStackToAscii(const KgdaBaseDataStack& stack, KerrException& error);
+
+/// How text without a header of ours is understood.
+enum class Kgda_PlainText {
+  Numbers,  ///< lines of numbers
+  Texts,    ///< lines of texts; those of a table or scalar are one element each
+  Complex,
+  Colors  ///< a colour on each line; see ColorRampFromFile
+};
+/// The stack in a text, in the element type of its header; without one Float64, String or Complex128. `source` is
+/// named in messages, which tell line, column, what was found and what was expected. A table has one column, a
+/// scalar one element; one row is read as one column. On failure the result has no layers.
+KgdaBaseDataStack kgda_BaseDataStackFromAscii(std::string_view text, const std::wstring& source,
+                                              KgdaBaseDataStack::Kind kind, Kgda_PlainText plain, KerrException& error);
+KgdaBaseDataStack kgda_BaseDataStackReadAscii(const std::wstring& fileName, KgdaBaseDataStack::Kind kind,
+                                              Kgda_PlainText plain, KerrException& error);

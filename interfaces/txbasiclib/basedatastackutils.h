@@ -29,6 +29,12 @@ boost::shared_ptr<Scalar> CreateScalarFromBaseDataStack(const boost::shared_ptr<
 KgdaBaseDataStack ConvertBaseDataStackPixelType(const KgdaBaseDataStack& stack, Kgda_PixelType type,
                                                 bool color = false);
 
+/// Files of text (see docs/formats.md), as elements of the named type; an empty name keeps the type of the file.
+/// Variables in the file name are expanded. Raise KorvenLog::CPPException with what is wrong, and where in the file.
+boost::shared_ptr<KgdaBaseDataStack> LoadFromMtxFile(const std::wstring& fileName, const std::wstring& typeName);
+boost::shared_ptr<KgdaBaseDataStack> LoadFromTblFile(const std::wstring& fileName, const std::wstring& typeName);
+boost::shared_ptr<KgdaBaseDataStack> LoadFromScaFile(const std::wstring& fileName, const std::wstring& typeName);
+
 boost::shared_ptr<const Kdsc_BinFunction> GetBinFunctionFromTable(const Table& table);
 void SetBinFunction(Table& table, const boost::shared_ptr<const Kdsc_BinFunction>& function);
 boost::shared_ptr<const Kdsc_BinFunction> BinFunctionCopy(const boost::shared_ptr<const Kdsc_BinFunction>& function);

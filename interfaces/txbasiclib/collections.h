@@ -24,6 +24,8 @@ class Table {
   virtual Color GetColorAt(std::int32_t row) const = 0;
   virtual void SetColorAt(std::int32_t row, const Color& color) = 0;
   virtual const KgdaBaseDataStack& GetStack() const = 0;  ///< kind 1, rows by one column
+  /// The rows in the order given, which may repeat them. The bin function stays behind.
+  virtual boost::shared_ptr<Table> GetSubset(const std::vector<unsigned>& rows) const = 0;
   virtual boost::shared_ptr<Scalar> GetScalarAt(std::int32_t row) const = 0;
   /// Storage of row 0, rows contiguous, element width by number type; null for an empty table.
   virtual void* GetRawData() = 0;

@@ -3,6 +3,7 @@ import json
 import os
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 
@@ -175,6 +176,20 @@ class CatalogueTest(ProgramTest):
         self.assertIn("TesseraModelFormat", [row["name"] for row in listed["ModelFormat"]])
         self.assertEqual(list(json.loads(self.call("list", "operators", "--json").stdout)), ["Operator"])
         self.assertEqual(self.call("list", "fruit").returncode, 2)
+
+    def test_list_kernels(self):
+        kernels = json.loads(self.call("list", "kernels", "--json").stdout)["Kernel"]
+        sobel = next(row for row in kernels if row["name"] == "Sobel X")
+        self.assertEqual((sobel["rows"], sobel["columns"], sobel["divisor"]), (3, 3, 1))
+        self.assertIn("Sobel X  3 by 3  ", self.call("list", "kernels").stdout)
+        with tempfile.TemporaryDirectory() as folder:
+            library = os.path.join(folder, "own.klb")
+            with open(library, "w", encoding="utf-8") as file:
+                file.write("[Own]\ndescription = mine\n1 2\n")
+            self.assertEqual(self.call("list", "kernels", "--library", library).stdout, "Own  1 by 2  mine\n")
+            missing = self.call("list", "kernels", "--library", os.path.join(folder, "missing.klb"))
+        self.assertEqual(missing.returncode, 2)
+        self.assertIn("missing.klb", missing.stderr)
 
     def test_describe(self):
         sheet = json.loads(self.call("describe", "VANTIX.ToString", "--json").stdout)

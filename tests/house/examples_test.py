@@ -18,7 +18,8 @@ PROGRAM = os.environ["TESSERA"]
 LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
-           "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx"}
+           "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
+           "weights.tsmx"}
 
 
 def read(path):
@@ -83,6 +84,27 @@ class ExamplesTest(unittest.TestCase):
 
     def test_every_example_is_covered(self):
         self.assertEqual({name for name in os.listdir(EXAMPLES) if name.endswith(".tsmx")}, COVERED)
+
+    def test_weights(self):
+        outputs, _ = self.run_example("weights.tsmx")
+
+        def numbers(name):
+            with open(os.path.join(self.folder, name), encoding="utf-8") as file:
+                lines = [line for line in file if not line.startswith("#")]
+            return [[float(word) for word in line.split()] for line in lines]
+
+        laplacian = numbers("laplacian.mtx")
+        self.assertEqual([len(row) for row in laplacian], [5] * 5)
+        # Second differences of 1, 2, ... and of their squares along the middle: 0, and a number that is not.
+        self.assertEqual(sum(map(sum, laplacian)), 0)
+        self.assertEqual(sum(sum(row) * place for place, row in enumerate(laplacian)), 0)
+        self.assertEqual(laplacian, [list(column) for column in zip(*laplacian)])
+        self.assertEqual(outputs["Kernel"]["Value"]["Values"], [value for row in laplacian for value in row])
+        self.assertEqual(outputs["Read"], outputs["Kernel"])
+        self.assertEqual(numbers("squares.tbl"), [[n * n] for n in range(1, 5)])
+        self.assertEqual(outputs["Squares"]["Value"]["Values"], [n * n for n in range(1, 5)])
+        self.assertEqual(numbers("size.sca"), [[0.1]])
+        self.assertEqual(outputs["Grid"]["Value"]["Values"], [n / 78 for n in range(1, 13)])
 
     def test_every_example_is_valid(self):
         run = self.run_program("check", *(os.path.join(EXAMPLES, name) for name in sorted(COVERED)))

@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+
+#include "tx_general/stackvalues.h"
+
+namespace {
+
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Numbers = std::vector<double>;
+using Bounds = std::vector<std::pair<double, double>>;
+
+/// 1 2 3 / 4 5 6 / 7 8 9
+DataPtr Square(Kgda_PixelType type = KgdaFloat64) { return MatrixOf(3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9}, type); }
+
+Row Subset(const char* title, const DataPtr& matrix, const Bounds& rows, const Bounds& columns,
+           const DataPtr& expected) {
+  return {title,
+          L"MatrixSubset",
+          {{L"MatrixIn", matrix}, {L"RowRangeList", RangesValue(rows)}, {L"ColumnRangeList", RangesValue(columns)}},
+          L"MatrixOut",
+          expected};
+}
+
+TEST(MatrixSubset, Rows) {
+  ExpectRows({
+      Subset("a block", Square(), {{1, 2}}, {{0, 1}}, MatrixOf(2, 2, {4, 5, 7, 8})),
+      Subset("order and repeats are kept", Square(), {{2, 2}, {1, 1}, {1, 1}}, {{2, 0}},
+             MatrixOf(3, 3, {9, 8, 7, 6, 5, 4, 6, 5, 4})),
+      Subset("one cell is a scalar", Square(KgdaUInt8), {{1, 1}}, {{2, 2}}, ScalarValue(6, KgdaUInt8)),
+      Subset("one column stays a matrix", Square(KgdaInt16), {{0, 1}}, {{2, 2}}, MatrixOf(2, 1, {3, 6}, KgdaInt16)),
+      {"no matrix, nothing", L"MatrixSubset", {}, L"MatrixOut", nullptr},
+      {"required range",
+       L"MatrixSubset",
+       {{L"MatrixIn", Square()}},
+       L"MatrixOut",
+       nullptr,
+       L"Data not found on port(RowRangeList)."},
+  });
+  Row none = Subset("empty list", Square(), {{0, 0}}, {}, nullptr);
+  none.error = L"Could not determine matrix subset range!";
+  ExpectRaised({none});
+}
+
+TEST(MatrixSubset, EveryTypeIsCopiedAsItIs) {
+  for (std::uint32_t code = 0; code < kKgdaPixelTypeCount; ++code) {
+    const auto type = static_cast<Kgda_PixelType>(code);
+    const auto matrix = basic::CreateMatrix(2, 2, type);
+    auto& layer = matrix->GetMutableStack().GetLayer(0);
+    if (type == KgdaString)
+      kgda_SetElementString(layer, 1, 1, "text");
+    else
+      kgda_SetElementFromDouble(layer, 1, 1, 1);
+    ModelHost host;
+    Prepare(host, Subset("", Shared<basic::MatrixData>(matrix), {{1, 0}}, {{1, 0}}, nullptr));
+    ASSERT_TRUE(host.Run());
+    const auto& subset = StackOf(host.Existing(L"op.MatrixOut")).GetLayer(0);
+    ASSERT_EQ(subset.pixelType, type);
+    if (type == KgdaString) {
+      EXPECT_STREQ(kgda_ElementAsString(subset, 0, 0), "text");
+      EXPECT_EQ(kgda_ElementAsString(subset, 1, 1), nullptr);
+    } else {
+      const std::string zero(layer.elementSize, '\0');
+      const auto bytes = [&](const Kgda_BaseDataLayer& from, int row, int column) {
+        return std::string(static_cast<const char*>(kgda_ElementPointer(from, row, column)), from.elementSize);
+      };
+      EXPECT_EQ(bytes(subset, 0, 0), bytes(layer, 1, 1));
+      EXPECT_NE(bytes(subset, 0, 0), zero);
+      EXPECT_EQ(bytes(subset, 1, 1), zero);
+    }
+  }
+}
+
+TEST(MatrixSubset, LayersStayLayers) {
+  ModelHost host;
+  host.Add(L"DynamicMatrixInputSeries", L"colors");
+  host.Set(L"colors.RowCount", 2u).Set(L"colors.ColumnCount", 2u);
+  const auto color = [](double r, double g, double b) {
+    return Shared<basic::ScalarData>(basic::CreateColorScalar(basic::Color(r, g, b)));
+  };
+  host.Set(L"colors.InitialValue", color(0, 0.5, 1)).Set(L"colors.RowIncrement", color(0.5, 0, 0));
+  host.Set(L"colors.ColumnIncrement", color(0, 0, -1));
+  Prepare(host, Subset("", nullptr, {{1, 1}}, {{0, 1}}, nullptr));
+  host.Connect(L"colors.Matrix", L"op.MatrixIn");
+  ASSERT_TRUE(host.Run());
+  EXPECT_THAT(Elements(host.Existing(L"op.MatrixOut")), ElementsAre(0, 0.5, 0.5, 0.5, 0, 0));
+}
+
+TEST(MatrixSubset, IndicesHaveToBeInside) {
+  ModelHost host;
+  Prepare(host, Subset("", Square(), {{0, 3}}, {{0, 0}}, nullptr));
+  EXPECT_FALSE(host.Run());
+  EXPECT_THAT(host.Error(), HasSubstr(L"port(RowRangeList) is outside the bounds 0 to 2."));
+}
+
+Row TableRow(const char* title, const DataPtr& table, const Bounds& rows, const DataPtr& expected,
+             const wchar_t* error = L"") {
+  return {title,       L"TableSubset", {{L"TableIn", table}, {L"RangeList", RangesValue(rows)}},
+          L"TableOut", expected,       error};
+}
+
+TEST(TableSubset, Rows) {
+  const basic::Color red(1, 0, 0), blue(0, 0, 1, 0.5);
+  ExpectRows({
+      TableRow("order and repeats are kept", TableValue({1, 2, 3}, KgdaInt8), {{2, 1}, {2, 2}},
+               TableValue({3, 2, 3}, KgdaInt8)),
+      TableRow("one row is a scalar", TableValue({1, 2, 3}), {{1, 1}}, ScalarValue(2)),
+      TableRow("texts", TextTable({"a", "b", "c"}), {{1, 2}}, TextTable({"b", "c"})),
+      TableRow("colours", ColorTable({red, blue}), {{1, 0}}, ColorTable({blue, red})),
+      TableRow("empty list", TableValue({1}), {}, nullptr, L"Could not determine table subset range!"),
+      {"required table",
+       L"TableSubset",
+       {{L"RangeList", RangesValue({{0, 0}})}},
+       L"TableOut",
+       nullptr,
+       L"Data not found on port(TableIn)."},
+  });
+}
+
+TEST(Subsets, SyntaxIsTold) {
+  ModelHost host;
+  const auto matrix = host.Add(L"MatrixSubset")->GetDefaultSyntax();
+  ASSERT_GE(matrix.size(), 2u);
+  EXPECT_EQ(matrix[0], L"<MatrixIn> [ <row> , <column> ]");
+  EXPECT_EQ(matrix[1], L"<MatrixIn> [ <startrow> , <startcolumn> : <endrow> , <endcolumn> ]");
+  const auto table = host.Add(L"TableSubset")->GetDefaultSyntax();
+  ASSERT_GE(table.size(), 2u);
+  EXPECT_EQ(table[0], L"<TableIn> [ <row> ]");
+  EXPECT_EQ(table[1], L"<TableIn> [ <startrow> : <endrow> ]");
+}
+
+TEST(TableSubset, RowsOutsideAreRaised) {
+  const auto table = basic::CreateTable(2, KgdaFloat64);
+  EXPECT_THROW(table->GetSubset({0, 2}), std::out_of_range);
+  EXPECT_EQ(table->GetSubset({})->GetCount(), 0);
+}
+
+}  // namespace

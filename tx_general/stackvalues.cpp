@@ -1,0 +1,67 @@
+#include "stackvalues.h"
+
+#include <algorithm>
+
+#include "kcommon/kerr.h"
+
+namespace korven::tx_general {
+namespace {
+
+template <typename W>
+boost::shared_ptr<typename W::ValueType> ValueThroughScalar(const DataPtr& data) {
+  auto value = AsDataOf<W>(data);
+  if (!value || value->HasNoValue()) value = AsDataOf<W>(AsDataOf<ScalarData>(data));
+  if (!value || value->HasNoValue()) return nullptr;
+  const Kgda_BaseDataLayer& layer = value->GetDataPointer()->GetStack().GetLayer(0);
+  return layer.rows > 0 && layer.columns > 0 ? value->GetDataPointer() : nullptr;
+}
+
+/// Colours whose opacity isn't written down are opaque.
+void AddOpacity(KgdaBaseDataStack& colors) {
+  Kgda_BaseDataLayer& layer = colors.AddLayer(colors.GetLayer(0).rows, 1, KgdaFloat64);
+  std::fill_n(static_cast<double*>(layer.data), layer.rows, 1.0);
+}
+
+}  // namespace
+
+boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data) { return ValueThroughScalar<MatrixData>(data); }
+boost::shared_ptr<Table> TableOfValues(const DataPtr& data) { return ValueThroughScalar<TableData>(data); }
+
+std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size) {
+  return Tamrin::TesseraBasic::RangeListHelper::GetRangeListFromPortAsUnsignedList(RequirePort(op, port), 0,
+                                                                                   static_cast<unsigned>(size - 1));
+}
+
+void RequireSameSort(Operator& op, const Table& table, const Table& values, const std::wstring& word) {
+  const auto require = [&](bool wanted, bool found, const wchar_t* sort) {
+    if (wanted != found) op.SetErrorMessage(L"Cannot convert " + word + (wanted ? L" to " : L" from ") + sort + L".");
+  };
+  require(table.IsColorTable(), values.IsColorTable(), L"color");
+  require(table.GetNumberType() == KgdaString, values.GetNumberType() == KgdaString, L"string");
+}
+
+StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, KerrException& error) {
+  const KgdaBaseDataStack& from = table.GetStack();
+  const Kgda_PixelType type = kgda_GetHomogenousPixelType({table.GetNumberType(), values.GetNumberType()});
+  const auto result = boost::make_shared<KgdaBaseDataStack>(KgdaBaseDataStack::KindTable);
+  const std::size_t layers = table.IsColorTable() ? from.GetLayerCount() : 1;
+  for (std::size_t i = 0; i < layers; ++i) kgda_AddLayerFrom(*result, from.GetLayer(i), rows, 1, type, error);
+  error.Check(__LINE__);
+  if (values.IsColorTable() && values.GetStack().GetLayerCount() > result->GetLayerCount()) AddOpacity(*result);
+  return result;
+}
+
+RowWriter::RowWriter(KgdaBaseDataStack& result, const Table& values, KerrException& error) : result_(result) {
+  const KgdaBaseDataStack& from = values.GetStack();
+  for (std::size_t i = 0; i < std::min(from.GetLayerCount(), result.GetLayerCount()); ++i)
+    kgda_AddLayerFrom(converted_, from.GetLayer(i), values.GetCount(), 1, result.GetLayer(0).pixelType, error);
+  error.Check(__LINE__);
+  if (converted_.GetLayerCount() < result.GetLayerCount()) AddOpacity(converted_);
+}
+
+void RowWriter::Write(std::int32_t row, std::int32_t valuesRow) {
+  for (std::size_t i = 0; i < result_.GetLayerCount(); ++i)
+    kgda_CopyRun(result_.GetLayer(i), row, 0, converted_.GetLayer(i), valuesRow, 0, 1, 1);
+}
+
+}  // namespace korven::tx_general

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "stackports.h"
+
+/// What setting values and resizing have in common.
+namespace korven::tx_general {
+
+/// A matrix or table among values that may be one alone: read as it is, or by way of a scalar. Null for neither, and
+/// for one without elements.
+boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data);
+boost::shared_ptr<Table> TableOfValues(const DataPtr& data);
+
+/// The indices on a range list port, of something of that size.
+std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size);
+
+/// The checks of colours and of texts; `values` is the word that the messages use.
+void RequireSameSort(Operator& op, const Table& table, const Table& values, const std::wstring& word);
+
+/// A table of that many rows: the first rows of `table`, in a type and as many layers as hold the values too.
+StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, KerrException& error);
+/// Writes a row of the values, which are of the same sort, into a row of the result.
+class RowWriter {
+ public:
+  RowWriter(KgdaBaseDataStack& result, const Table& values, KerrException& error);
+  void Write(std::int32_t row, std::int32_t valuesRow);
+
+ private:
+  KgdaBaseDataStack& result_;
+  KgdaBaseDataStack converted_;
+};
+
+}  // namespace korven::tx_general

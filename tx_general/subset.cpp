@@ -1,0 +1,117 @@
+#include <boost/numeric/conversion/cast.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "kcommon/kerr.h"
+#include "stackvalues.h"
+
+namespace korven::tx_general {
+
+using Tamrin::TesseraBasic::RangeListData;
+
+inline constexpr OperatorSheet kMatrixSubset{
+    .name = L"MatrixSubset",
+    .displayName = L"Matrix Subset",
+    .category = L"Data Generation|Matrix",
+    .icon = L"OpCategory_Matrix.ico",
+    .description =
+        L"Return a subset of MatrixIn as defined by the RowRangleList and ColumnRangeLIst which are both RangeLists "
+        L"that specify the subset of rows and columns.",
+    .keywords = L"Focus",
+    .syntax = {L"<MatrixIn> [ <row> , <column> ]",
+               L"<MatrixIn> [ <startrow> , <startcolumn> : <endrow> , <endcolumn> ]"},
+};
+
+class MatrixSubset : public Described<kMatrixSubset> {
+ public:
+  void DeclarePorts() override {
+    CreatePort(L"MatrixOut", MatrixData::DefaultTypeName(), PortType::Output)
+        ->AddSupportedType(ScalarData::DefaultTypeName());
+    CreatePort(L"MatrixIn", MatrixData::DefaultTypeName(), PortType::Input);
+    CreatePort(L"RowRangeList", RangeListData::DefaultTypeName(), PortType::Input);
+    CreatePort(L"ColumnRangeList", RangeListData::DefaultTypeName(), PortType::Input);
+  }
+
+  std::vector<std::wstring> GetDefaultSyntax() const override {
+    return AppendHostSyntax(Described::GetDefaultSyntax(), Operator::GetDefaultSyntax());
+  }
+
+ protected:
+  void OnExecute() override {
+    KerrException error(L"tx_general\\matrixsubset", L"korven::tx_general::MatrixSubset::OnExecute");
+    const PortPtr input = RequirePort(*this, L"MatrixIn");
+    const StackPtr stack = ReadStack(input);
+    if (!stack) return;
+    const Kgda_BaseDataLayer& first = stack->GetLayer(0);
+    const auto rows = ReadIndices(*this, L"RowRangeList", first.rows);
+    const auto columns = ReadIndices(*this, L"ColumnRangeList", first.columns);
+    if (rows.empty() || columns.empty()) error.Throw(__LINE__, L"Could not determine matrix subset range!");
+    const auto rowCount = boost::numeric_cast<std::int32_t>(rows.size());
+    const auto columnCount = boost::numeric_cast<std::int32_t>(columns.size());
+    const bool isOne = rowCount == 1 && columnCount == 1;
+    const auto kind = isOne ? KgdaBaseDataStack::KindScalar : KgdaBaseDataStack::KindMatrix;
+    const auto subset = boost::make_shared<KgdaBaseDataStack>(
+        kgda_BaseDataStackCreate(stack->GetLayerCount(), rows.size(), columns.size(), first.pixelType, kind, error));
+    error.Check(__LINE__);
+    for (std::size_t i = 0; i < stack->GetLayerCount(); ++i) {
+      const Kgda_BaseDataLayer& layer = stack->GetLayer(i);
+      if (layer.rows != first.rows || layer.columns != first.columns || layer.pixelType != first.pixelType)
+        RaisePortMessage(*input, L"No appropriate data found on port(");
+      Pick(subset->GetLayer(i), layer, rows, columns);
+    }
+    const PortPtr output = RequirePort(*this, L"MatrixOut");
+    isOne ? PublishScalar(output, subset) : PublishMatrix(output, subset);
+  }
+
+ private:
+  static void Pick(Kgda_BaseDataLayer& to, const Kgda_BaseDataLayer& from, const std::vector<unsigned>& rows,
+                   const std::vector<unsigned>& columns) {
+    for (std::int32_t row = 0; row < to.rows; ++row) {
+      const auto source = static_cast<std::int32_t>(rows[static_cast<std::size_t>(row)]);
+      kgda_PickElements(kgda_ElementPointer(to, row, 0), kgda_ElementPointer(from, source, 0), from.pixelType,
+                        columns.data(), columns.size());
+    }
+  }
+};
+
+TX_GENERAL_FACTORY(MatrixSubset)
+
+inline constexpr OperatorSheet kTableSubset{
+    .name = L"TableSubset",
+    .displayName = L"Table Subset",
+    .category = L"Data Generation|Table",
+    .icon = L"OpCategory_Descriptor.ico",
+    .description = L"Output a subset of a table. TableOut is the subset of TableIn defined by RangeList.",
+    .syntax = {L"<TableIn> [ <row> ]", L"<TableIn> [ <startrow> : <endrow> ]"},
+};
+
+class TableSubset : public Described<kTableSubset> {
+ public:
+  void DeclarePorts() override {
+    CreatePort(L"TableOut", TableData::DefaultTypeName(), PortType::Output)
+        ->AddSupportedType(ScalarData::DefaultTypeName());
+    CreatePort(L"TableIn", TableData::DefaultTypeName(), PortType::Input);
+    CreatePort(L"RangeList", RangeListData::DefaultTypeName(), PortType::Input);
+  }
+
+  std::vector<std::wstring> GetDefaultSyntax() const override {
+    return AppendHostSyntax(Described::GetDefaultSyntax(), Operator::GetDefaultSyntax());
+  }
+
+ protected:
+  void OnExecute() override {
+    const auto table = GetPortDataAs<Table>(RequirePort(*this, L"TableIn"));
+    const auto rows = ReadIndices(*this, L"RangeList", table->GetCount());
+    if (rows.empty()) SetErrorMessage(L"Could not determine table subset range!");
+    const PortPtr output = RequirePort(*this, L"TableOut");
+    if (rows.size() == 1)
+      WriteShared<ScalarData>(output, table->GetScalarAt(static_cast<std::int32_t>(rows.front())));
+    else
+      WriteShared<TableData>(output, table->GetSubset(rows));
+  }
+};
+
+TX_GENERAL_FACTORY(TableSubset)
+
+}  // namespace korven::tx_general
