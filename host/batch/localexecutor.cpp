@@ -26,6 +26,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kPatience = std::chrono::seconds(3);
+constexpr off_t kMostBytes = 16 << 20;
 
 /// A file without a name that a line writes into, used for one line after the other.
 class Sink {
@@ -40,15 +41,19 @@ class Sink {
   Sink(const Sink&) = delete;
   Sink& operator=(const Sink&) = delete;
   int File() const { return file_; }
-  /// What was written, which is then gone from it.
+  /// What was written, which is then gone from it; the end of it alone where it is more than a log should hold.
   std::string Take() {
     struct stat facts {};
     if (::fstat(file_, &facts) != 0 || facts.st_size == 0) return {};
-    std::string bytes(static_cast<std::size_t>(facts.st_size), '\0');
+    const off_t begin = std::max<off_t>(facts.st_size - kMostBytes, 0);
+    std::string bytes(static_cast<std::size_t>(facts.st_size - begin), '\0');
     std::size_t done = 0;
-    for (ssize_t count = 1; done < bytes.size() && count > 0; done += static_cast<std::size_t>(count))
-      count = std::max<ssize_t>(::pread(file_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done)), 0);
+    for (ssize_t count = 1; done < bytes.size() && count > 0; done += static_cast<std::size_t>(count)) {
+      const off_t place = begin + static_cast<off_t>(done);
+      count = std::max<ssize_t>(::pread(file_, bytes.data() + done, bytes.size() - done, place), 0);
+    }
     bytes.resize(done);
+    if (begin > 0) bytes.insert(0, "(the first " + std::to_string(begin) + " bytes are left out)\n");
     if (::ftruncate(file_, 0) == 0) ::lseek(file_, 0, SEEK_SET);
     return bytes;
   }

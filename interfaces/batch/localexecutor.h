@@ -20,7 +20,7 @@ struct LineEnd {
   bool isRunAgain;      ///< a failure that another run follows
   std::string failure;  ///< "exit status 1", "signal 9 (Killed)", why it was not run; empty where it succeeded
   double seconds;
-  std::string output;  ///< what it wrote on standard output
+  std::string output;  ///< what it wrote on standard output; of more than 16 MB the end
   std::string errors;  ///< likewise on standard error
 };
 

@@ -170,6 +170,14 @@ TEST_F(RunBatchOver, WhatALineLeavesRunningGoesWithIt) {
   EXPECT_FALSE(std::filesystem::exists(folder_ / "late"));
 }
 
+TEST_F(RunBatchOver, OfALotOfOutputTheEndIsKept) {
+  EXPECT_EQ(Run("head -c 17000000 /dev/zero; echo end", "1\n"), 0);
+  EXPECT_THAT(Log(), HasSubstr("--- standard output\n(the first 222788 bytes are left out)\n"));
+  EXPECT_EQ(Log().substr(Log().size() - 5), std::string("\0end\n", 5));
+  EXPECT_EQ(Run("echo next", "1\n"), 0);
+  EXPECT_THAT(Log(), HasSubstr("--- standard output\nnext\n"));
+}
+
 TEST_F(RunBatchOver, AnEmptyListIsDone) { EXPECT_EQ(Run("false", ""), 0); }
 
 TEST(RunLocally, ProgramsThatAreNotThereFail) {
