@@ -87,6 +87,7 @@ void Watch() {
 SignalWatch::SignalWatch() {
   const sigset_t set = Signals();
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  ::signal(SIGCHLD, SIG_DFL);  // ignored, it would take the exit statuses of started programs with it
   std::thread(&Watch).detach();
 }
 

@@ -223,6 +223,7 @@ int RunShell(const std::vector<ShellCommand>& commands) {
 }
 
 int ShellMain(const std::vector<std::string>& words) {
+  ::signal(SIGCHLD, SIG_DFL);  // ignored, it would take the exit statuses with it
   try {
     return RunShell(ParseShellLine(ShellLineOf(words)));
   } catch (const std::invalid_argument& error) {

@@ -58,7 +58,12 @@ bool ReadSome(int file, std::string& output) {
   return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }
 
-bool HasEnded(pid_t process, int& status) { return ::waitpid(process, &status, WNOHANG) == process; }
+bool HasEnded(pid_t process, int& status) {
+  const pid_t ended = ::waitpid(process, &status, WNOHANG);
+  // Whoever ignores SIGCHLD never learns how its programs ended.
+  if (ended < 0 && errno != EINTR) Require(errno, "the end of a program");
+  return ended == process;
+}
 
 int StatusOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }
 

@@ -30,7 +30,7 @@ int Become(const Plan& plan) {
     if (::getppid() != plan.parent) return ESRCH;  // it ended before that
   }
   const int output = MoveUp(plan.request.output), errors = MoveUp(plan.request.errors);
-  if (::dup2(plan.nothing, STDIN_FILENO) < 0) return errno;
+  if (::dup2(MoveUp(plan.nothing), STDIN_FILENO) < 0) return errno;
   if (output >= 0 && ::dup2(output, STDOUT_FILENO) < 0) return errno;
   if (errors >= 0 && ::dup2(errors, STDERR_FILENO) < 0) return errno;
   // The caller may hold signals back or ignore them; the program starts as from a shell.

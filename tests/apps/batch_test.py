@@ -48,7 +48,7 @@ class BatchTest(ProgramTest):
     def setUp(self):
         super().setUp()
         # A name that a shell line or a list might fall over.
-        self.temporary = self.folder / "tempor\u00e4r \u65e5\u672c"
+        self.temporary = self.folder / "it's tempor\u00e4r \u65e5\u672c"
         self.temporary.mkdir()
         self.env.update(VANTIX_PLUGIN_PATH=TEST_PLUGINS, TMPDIR=str(self.temporary), BATCH_TEST=str(self.folder))
         for name in ("ComSpec", "VANTIX_HOME", "ARCHM"):
@@ -232,6 +232,21 @@ class BatchTest(ProgramTest):
         self.env["ComSpec"] = "/bin/false"
         done = self.call("run", model, "--quiet")
         self.assertTrue(done.stderr.endswith(": batchprocess failed\n"), done.stderr)
+
+    def test_started_by_a_program_that_ignores_its_children(self):
+        model = self.write("m.tsmx", batch(text_body(), [1, 2]))
+        done = subprocess.run([PROGRAM, "run", model, "--quiet"], cwd=self.folder, env=self.env, capture_output=True,
+                              text=True, timeout=60, stdin=subprocess.DEVNULL,
+                              preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, 'Out: ["1", "2"]\n', ""))
+
+    def test_standard_files_that_are_closed(self):
+        model = self.write("m.tsmx", batch(text_body(), [1, 2]))
+        done = subprocess.run(["/bin/sh", "-c", f"exec '{PROGRAM}' run '{model}' --quiet --outputs out.json <&- >&- 2>&-"],
+                              cwd=self.folder, env=self.env, timeout=60)
+        self.assertEqual(done.returncode, 0)
+        written = json.loads((self.folder / "out.json").read_text())
+        self.assertEqual([item["Value"] for item in written["Outputs"][0]["Data"]["Value"]], ["1", "2"])
 
     def test_an_installation_whose_folder_has_blanks(self):
         home = self.folder / "my home"

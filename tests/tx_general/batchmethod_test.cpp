@@ -12,6 +12,7 @@
 #include "kcommon/kpmg.h"
 #include "korvenlog/exception.h"
 #include "tx_general/iteratorloop.h"
+#include "txbasiclib/basicvalues.h"
 #include "txlib/factories.h"
 #include "txlib/jsonvalue.h"
 
@@ -22,23 +23,21 @@ namespace {
 using namespace testing_support;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
-using ::testing::UnorderedElementsAre;
 
 const wchar_t* const kBatch = L"OutOfProcessBatch";
 
-constexpr const char* kShell =
-    R"(#!/bin/sh
+constexpr const char* kShell = R"SHELL(#!/bin/sh
 cd "$BATCH_TEST"
 printf '%s\n' "$@" > call
-list=$(printf '%s' "$2" | sed 's/.*-bls "\([^"]*\)".*
-    /\1 /') stem = ${list %.bls} printf '%s' "$stem" > stem mkdir files cp "$stem" * files i = 0 while[-e "out-$i"];
-do
-  cp "out-$i"
-     "$stem-Outputs-$i.json";
-i = $((i + 1)); done
+list=$(printf '%s' "$2" | sed 's/.*-bls "\([^"]*\)".*/\1/')
+stem=${list%.bls}
+printf '%s' "$stem" > stem
+mkdir files
+cp "$stem"* files
+i=0
+while [ -e "out-$i" ]; do cp "out-$i" "$stem-Outputs-$i.json"; i=$((i + 1)); done
 exit ${BATCH_STATUS:-0}
-)";
+)SHELL";
 
 std::string Output(const std::string& name, const std::string& data) {
   return R"({"Outputs": [{"Name": "Other", "Data": null}, {"Name": ")" + name + R"(", "Data": )" + data + "}]}";
@@ -127,8 +126,7 @@ TEST_F(BatchMethod, FilesAndCallOfARun) {
     }
   ],
   "Method": "Synchronous"
-}
-)");
+})");
   tessera::JsonValue model;
   ASSERT_TRUE(model.DeserializeUtf8(Seen(".tsmx"), false, nullptr));
   EXPECT_EQ(model[L"operator"].AsString(), L"VANTIX.Iterator");
@@ -227,7 +225,7 @@ TEST_F(BatchMethod, CommonItemsAreInEveryInputFile) {
 TEST_F(BatchMethod, ValuesWithoutJsonAreRefusedBeforeAnythingStarts) {
   for (const unsigned threads : {0u, 2u}) {
     Loop loop(kBatch, threads);
-    loop.host.Set(L"each.In", List({Value(1), tessera::MakeData<tessera::PasswordData>(L"x")}));
+    loop.host.Set(L"each.In", List({Value(1), tessera::MakeData<Tamrin::TesseraBasic::PasswordData>(L"x")}));
     try {
       loop.host.GetModel()->Execute();
       ADD_FAILURE() << "nothing was raised";
@@ -313,6 +311,7 @@ TEST_F(BatchMethod, NoShell) {
 struct Direct {
   explicit Direct(unsigned count, const std::vector<std::wstring>& outputs) {
     container->Initialize();
+    loop.Each()->SetExecuted(true);  // as a parent it would be run first
     method = tessera::OperatorFactory::Create(L"VANTIX", L"IteratorExecutionMethodOutOfProcessBatch");
     method->SetProcess(container);
     tessera::WritePort(*method, L"Model",
