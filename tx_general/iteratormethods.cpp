@@ -29,13 +29,7 @@ class IEMInProcess : public Operator {
  public:
   IEMInProcess() { SetPrototype(kIteratorMethodPrototype); }
 
-  void DeclarePorts() override {
-    CreatePort(L"Model", StringData::DefaultTypeName(), PortType::Input);
-    CreatePort(L"CommonInputDataCount", UnsignedData::DefaultTypeName(), PortType::Input);
-    CreatePort(L"InputData", DictionaryData::DefaultTypeName(), PortType::Input);
-    CreatePort(L"OutputPortNames", StringListData::DefaultTypeName(), PortType::Input);
-    CreatePort(L"OutputData", DictionaryData::DefaultTypeName(), PortType::Output);
-  }
+  void DeclarePorts() override { DeclareMethodPorts(*this); }
 
  protected:
   void OnExecute() override {
@@ -47,9 +41,12 @@ class IEMInProcess : public Operator {
     const boost::shared_ptr<Operator>& owner = parents.front();
     MakeCopies(count, inputs, *owner);
     const std::wstring name = GetOperatorName();
-    if (name == kSerialMethod.name) RunSerially(*owner);
-    else if (name == kParallelMethod.name) RunInParallel(owner);
-    else SetErrorMessage(L"Unhandled specialization.");
+    if (name == kSerialMethod.name)
+      RunSerially(*owner);
+    else if (name == kParallelMethod.name)
+      RunInParallel(owner);
+    else
+      SetErrorMessage(L"Unhandled specialization.");
     GatherOutputs();
   }
 
@@ -78,7 +75,8 @@ class IEMInProcess : public Operator {
   std::vector<Input> ReadInputs() {
     std::vector<Input> inputs;
     const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(*this, L"InputData"));
-    for (const auto& [name, list] : dictionary->GetItems()) inputs.push_back({name, list->GetDataValue<DataList>(), {}});
+    for (const auto& [name, list] : dictionary->GetItems())
+      inputs.push_back({name, list->GetDataValue<DataList>(), {}});
     return inputs;
   }
 
@@ -109,16 +107,18 @@ class IEMInProcess : public Operator {
   /// Messages from inside of a copy, told by the operator that the user sees.
   static CallbackHandle RelayMessages(Model& copy, const Operator& owner) {
     return copy.AddOnMessageCallback([&owner](const boost::shared_ptr<Operator>& source, const PortPtr&,
-                                              const std::wstring& text, const std::wstring&,
-                                              Issue::Severity severity) {
+                                              const std::wstring& text, const std::wstring&, Issue::Severity severity) {
       const auto* const iterator = dynamic_cast<const Model*>(&owner);
       if (!iterator || !source) return;
       const std::wstring name = source->GetDisplayName();
       for (const auto& shown : iterator->GetAllOperators(true)) {
         if (shown->GetDisplayName() != name) continue;
-        if (severity == Issue::Information) shown->SetInfoMessage(text);
-        else if (severity == Issue::Warning) shown->SetWarningMessage(text);
-        else shown->SetErrorMessage(text);
+        if (severity == Issue::Information)
+          shown->SetInfoMessage(text);
+        else if (severity == Issue::Warning)
+          shown->SetWarningMessage(text);
+        else
+          shown->SetErrorMessage(text);
         return;
       }
     });

@@ -7,10 +7,6 @@
 
 namespace korven::tx_general {
 
-namespace {
-constexpr const wchar_t* kTriggerAttribute = L"TriggerToPull";
-}  // namespace
-
 void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName(), PortType::Output); }
 
 void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
@@ -38,19 +34,32 @@ void ModelExecutionTrigger::Apply(const PortPtr& port, const RequestPtr& request
 
 RequestPtr ModelExecutionTrigger::NextRequest() {
   if (remaining_ == 0) return nullptr;
-  const auto request = boost::make_shared<DataRequest>();
-  request->Initialize();
-  request->SetAttribute(kTriggerAttribute, MakeData<UnsignedData>(static_cast<unsigned>(copies_->size() - remaining_)));
-  --remaining_;
-  return request;
+  return MakeTriggerRequest(static_cast<unsigned>(copies_->size() - remaining_--));
 }
 
 void ModelExecutionTrigger::NoteCompleted(const DataPtr& answer) {
-  ++completed_;
-  const auto count = copies_->size();
-  owner_->SetProgress(static_cast<double>(completed_) / static_cast<double>(count) * 100);
-  LogIteration(L"Iteration " + std::to_wstring(completed_) + L"(" +
-               std::to_wstring(answer->GetDataValue<unsigned>() + 1UL) + L") of " + std::to_wstring(count));
+  TellIteration(*owner_, ++completed_, answer->GetDataValue<unsigned>(), copies_->size());
+}
+
+void DeclareMethodPorts(Operator& method) {
+  method.CreatePort(L"Model", StringData::DefaultTypeName(), PortType::Input);
+  method.CreatePort(L"CommonInputDataCount", UnsignedData::DefaultTypeName(), PortType::Input);
+  method.CreatePort(L"InputData", DictionaryData::DefaultTypeName(), PortType::Input);
+  method.CreatePort(L"OutputPortNames", StringListData::DefaultTypeName(), PortType::Input);
+  method.CreatePort(L"OutputData", DictionaryData::DefaultTypeName(), PortType::Output);
+}
+
+RequestPtr MakeTriggerRequest(unsigned index) {
+  const auto request = boost::make_shared<DataRequest>();
+  request->Initialize();
+  request->SetAttribute(kTriggerAttribute, MakeData<UnsignedData>(index));
+  return request;
+}
+
+void TellIteration(Operator& owner, std::int64_t completed, unsigned index, std::size_t count) {
+  owner.SetProgress(static_cast<double>(completed) / static_cast<double>(count) * 100);
+  LogIteration(L"Iteration " + std::to_wstring(completed) + L"(" + std::to_wstring(index + 1UL) + L") of " +
+               std::to_wstring(count));
 }
 
 void LogIteration(const std::wstring& text) { kerr_MessageLog(-1, text); }

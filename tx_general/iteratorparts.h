@@ -49,7 +49,18 @@ class ModelExecutionTrigger : public Operator {
   std::int64_t completed_ = 0;
 };
 
+/// Attribute of a request: the index of the iteration that it asks for.
+inline constexpr const wchar_t* kTriggerAttribute = L"TriggerToPull";
+
+/// The five ports that every execution method has.
+void DeclareMethodPorts(Operator& method);
+
+/// Request number `index` for a trigger.
+RequestPtr MakeTriggerRequest(unsigned index);
+
 /// One line of the session log.
 void LogIteration(const std::wstring& text);
+/// The line, and the progress of the operator, for an iteration that has been completed.
+void TellIteration(Operator& owner, std::int64_t completed, unsigned index, std::size_t count);
 
 }  // namespace korven::tx_general

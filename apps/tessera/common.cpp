@@ -1,9 +1,7 @@
 #include <sys/stat.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 
@@ -23,11 +21,6 @@ using namespace Tamrin::Tessera;
 
 namespace {
 
-std::string ParentOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
-
 /// Why an operator holds only the place of what it was to be; empty for all others.
 std::wstring WhatIsMissing(const Operator& op) {
   if (op.GetOperatorName() == L"OperatorNotFound") {
@@ -44,18 +37,6 @@ std::wstring WhatIsMissing(const Operator& op) {
 }  // namespace
 
 Refusal::Refusal(const std::wstring& text) : std::runtime_error(kstr_ToUtf8(text)) {}
-
-void PrepareEnvironment() {
-  struct utsname system {};
-  ::uname(&system);
-  ::setenv("ARCHM", (std::string("linux-") + system.machine).c_str(), 0);
-  char own[PATH_MAX] = {};
-  const ssize_t size = ::readlink("/proc/self/exe", own, sizeof own - 1);
-  if (size <= 0) return;
-  const std::string folder = ParentOf(std::string(own, static_cast<std::size_t>(size)));
-  ::setenv("VANTIX_HOME", ParentOf(ParentOf(folder)).c_str(), 0);
-  ::setenv("ComSpec", (folder + "/comspec").c_str(), 0);
-}
 
 std::wstring WideWord(const std::string& word) { return kfnp_FromNative(word); }
 

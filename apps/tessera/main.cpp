@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "kcommon/installation.h"
 #include "program.h"
 
 int main(int count, char** words) {
@@ -11,7 +12,7 @@ int main(int count, char** words) {
     Arguments arguments;
     int status = 0;
     if (!ReadArguments(count, words, arguments, status)) return status;
-    PrepareEnvironment();
+    korven::common::PrepareInstallation();
     const std::pair<const char*, int (*)(const Arguments&)> commands[] = {
         {"run", &Run},   {"info", &Info},         {"check", &Check}, {"save", &Save},
         {"list", &List}, {"describe", &Describe}, {"draw", &Draw},   {"preferences", &Preferences}};

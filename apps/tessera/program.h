@@ -48,8 +48,6 @@ int Preferences(const Arguments& arguments);
 
 // What the commands share.
 
-/// VANTIX_HOME, ARCHM and ComSpec, where they are unset.
-void PrepareEnvironment();
 /// Wide text of a word of the command line; bytes that are no UTF-8 survive in file names.
 std::wstring WideWord(const std::string& word);
 void Print(const std::wstring& text);

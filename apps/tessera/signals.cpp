@@ -15,6 +15,7 @@
 
 #include "kcommon/filelock.h"
 #include "kcommon/kfio.h"
+#include "kcommon/kprc.h"
 #include "progress.h"
 
 namespace TesseraProgram {
@@ -24,6 +25,7 @@ using Tamrin::Tessera::ExecutionEnvironment;
 namespace {
 
 constexpr auto kPatience = std::chrono::milliseconds(500);
+constexpr auto kMostPatience = std::chrono::seconds(6);
 std::atomic<int> received{0};
 std::mutex environmentMutex;
 boost::shared_ptr<ExecutionEnvironment>& Environment() {
@@ -69,6 +71,9 @@ void Watch() {
     if (Environment()) Environment()->Cancel();
   }
   std::this_thread::sleep_for(kPatience);
+  // A program that was started is given the time to end what it started itself.
+  const auto latest = std::chrono::steady_clock::now() + kMostPatience;
+  while (kprc_IsEnding() && std::chrono::steady_clock::now() < latest) std::this_thread::sleep_for(kPatience);
   Progress::Wipe();
   EndChildren();
   kfio::AbandonWrites();
@@ -82,6 +87,7 @@ void Watch() {
 SignalWatch::SignalWatch() {
   const sigset_t set = Signals();
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  ::signal(SIGCHLD, SIG_DFL);  // ignored, it would take the exit statuses of started programs with it
   std::thread(&Watch).detach();
 }
 

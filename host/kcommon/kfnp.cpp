@@ -24,6 +24,17 @@ std::wstring kfnp_FileNameEvaluateEnv(const std::wstring& name, KerrException& e
   return result;
 }
 
+std::wstring kfnp_FileNameGetPathPart(const std::wstring& name) {
+  const std::size_t slash = name.rfind(L'/');
+  return slash == std::wstring::npos ? std::wstring() : name.substr(0, slash + 1);
+}
+
+std::wstring kfnp_FileNameGetBasePart(const std::wstring& name) {
+  const std::wstring file = name.substr(kfnp_FileNameGetPathPart(name).size());
+  const std::size_t stop = file.rfind(L'.');
+  return stop == std::wstring::npos || stop == 0 ? file : file.substr(0, stop);
+}
+
 std::string kfnp_ToNative(const std::wstring& name) {
   std::string bytes;
   for (std::size_t i = 0; i < name.size();) {

@@ -3,20 +3,26 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
 #include <thread>
 
+#include "kcommon/kerr.h"
+#include "kcommon/kfnp.h"
+#include "kcommon/kstr.h"
+
 namespace {
 
 constexpr int kCheckMilliseconds = 50;
 /// What a program that is asked to end may take for its cleaning up.
-constexpr auto kPatience = std::chrono::seconds(2);
+constexpr auto kCapturePatience = std::chrono::seconds(2);
+constexpr auto kRunPatience = std::chrono::seconds(5);
 constexpr std::size_t kBlockSize = 1 << 14;
 constexpr std::size_t kMostBlocks = (1 << 20) / kBlockSize;  ///< the largest pipe
 
@@ -44,33 +50,6 @@ class Pipe {
   int ends_[2] = {-1, -1};
 };
 
-pid_t Start(const Kprc_CaptureRequest& request, const Pipe& pipe) {
-  std::vector<char*> words{const_cast<char*>(request.program.c_str())};
-  for (const std::string& argument : request.arguments) words.push_back(const_cast<char*>(argument.c_str()));
-  words.push_back(nullptr);
-  posix_spawn_file_actions_t files;
-  Require(::posix_spawn_file_actions_init(&files), request.program);
-  ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  ::posix_spawn_file_actions_adddup2(&files, pipe.Writing(), STDOUT_FILENO);
-  ::posix_spawn_file_actions_adddup2(&files, pipe.Writing(), STDERR_FILENO);
-  // The caller may hold signals back or ignore them; the program starts as from a shell.
-  posix_spawnattr_t attributes;
-  ::posix_spawnattr_init(&attributes);
-  sigset_t none, all;
-  ::sigemptyset(&none);
-  ::sigfillset(&all);
-  ::posix_spawnattr_setsigmask(&attributes, &none);
-  ::posix_spawnattr_setsigdefault(&attributes, &all);
-  ::posix_spawnattr_setpgroup(&attributes, 0);
-  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-  pid_t process = 0;
-  const int error = ::posix_spawn(&process, request.program.c_str(), &files, &attributes, words.data(), ::environ);
-  ::posix_spawnattr_destroy(&attributes);
-  ::posix_spawn_file_actions_destroy(&files);
-  Require(error, request.program);
-  return process;
-}
-
 /// Reads what is there. False at the end of what is written.
 bool ReadSome(int file, std::string& output) {
   char block[kBlockSize];
@@ -79,19 +58,54 @@ bool ReadSome(int file, std::string& output) {
   return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }
 
-bool HasEnded(pid_t process, int& status) { return ::waitpid(process, &status, WNOHANG) == process; }
+bool HasEnded(pid_t process, int& status) {
+  const pid_t ended = ::waitpid(process, &status, WNOHANG);
+  // Whoever ignores SIGCHLD never learns how its programs ended.
+  if (ended < 0 && errno != EINTR) Require(errno, "the end of a program");
+  return ended == process;
+}
 
-void EndGroup(pid_t process) {
+int StatusOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }
+
+std::atomic<int> endings{0};
+struct Ending {
+  Ending() { ++endings; }
+  ~Ending() { --endings; }
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+};
+
+/// Its group is there as long as its own end has not been taken notice of, so that no other group is hit.
+bool IsZombie(pid_t process) {
+  siginfo_t info{};
+  return ::waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == process;
+}
+
+void EndGroup(pid_t process, std::chrono::milliseconds patience) {
+  const Ending ending;
   ::kill(-process, SIGTERM);
-  int status = 0;
-  const auto latest = std::chrono::steady_clock::now() + kPatience;
-  bool ended = HasEnded(process, status);
-  while (!ended && std::chrono::steady_clock::now() < latest) {
+  const auto latest = std::chrono::steady_clock::now() + patience;
+  while (!IsZombie(process) && std::chrono::steady_clock::now() < latest)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ended = HasEnded(process, status);
-  }
   ::kill(-process, SIGKILL);
-  while (!ended && ::waitpid(process, &status, 0) < 0 && errno == EINTR) continue;
+  int status = 0;
+  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) continue;
+}
+
+/// Waits without asking again and again where the system tells of a process's end.
+void WaitUntil(pid_t process, int& status, const std::function<void()>& check) {
+  const int file = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+  struct Closer {
+    int file;
+    ~Closer() {
+      if (file >= 0) ::close(file);
+    }
+  } const closer{file};
+  while (!HasEnded(process, status)) {
+    pollfd waiting{file, POLLIN, 0};
+    ::poll(&waiting, 1, file < 0 ? 5 : check ? kCheckMilliseconds : -1);
+    if (check) check();
+  }
 }
 
 }  // namespace
@@ -99,7 +113,9 @@ void EndGroup(pid_t process) {
 int kprc_ProcessCapture(const Kprc_CaptureRequest& request, std::string& output) {
   output.clear();
   Pipe pipe;
-  const pid_t process = Start(request, pipe);
+  Kprc_StartRequest start{request.program, request.arguments};
+  start.output = start.errors = pipe.Writing();
+  const pid_t process = kprc_ProcessStart(start);
   pipe.CloseWriting();
   ::fcntl(pipe.Reading(), F_SETFL, O_NONBLOCK);
   int status = 0;
@@ -113,7 +129,7 @@ int kprc_ProcessCapture(const Kprc_CaptureRequest& request, std::string& output)
       if (HasEnded(process, status)) break;
     }
   } catch (...) {
-    EndGroup(process);
+    EndGroup(process, kCapturePatience);
     throw;
   }
   // What the pipe still holds, and not what one that goes on behind the program writes into it without end.
@@ -121,5 +137,31 @@ int kprc_ProcessCapture(const Kprc_CaptureRequest& request, std::string& output)
     before = output.size();
     ReadSome(pipe.Reading(), output);
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return StatusOf(status);
 }
+
+int kprc_ProcessRun(const std::wstring& program, const std::vector<std::wstring>& arguments,
+                    const ProcessStartInfo& info, KerrException& error) {
+  Kprc_StartRequest request{kfnp_ToNative(program), {}};
+  for (const std::wstring& argument : arguments) request.arguments.push_back(kfnp_ToNative(argument));
+  // Standard output is for what the caller has to say.
+  request.output = STDERR_FILENO;
+  request.signalAtEnd = SIGTERM;
+  pid_t process = 0;
+  try {
+    process = kprc_ProcessStart(request);
+  } catch (const std::system_error& failure) {
+    error.Log(__LINE__, kstr_FromUtf8Lossy(failure.what()));
+    return -1;
+  }
+  int status = 0;
+  try {
+    WaitUntil(process, status, info.GetCheck());
+  } catch (...) {
+    EndGroup(process, kRunPatience);
+    throw;
+  }
+  return StatusOf(status);
+}
+
+bool kprc_IsEnding() { return endings != 0; }

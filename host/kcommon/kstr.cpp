@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 
+#include "kcommon/kerr.h"
 #include "kcommon/kfnp.h"
 #include "kcommon/ktxt.h"
 #include "korvenlog/exception.h"
@@ -114,6 +115,19 @@ char* kstr_Duplicate(const char* text) {
 }
 
 void kstr_Delete(char* text) { std::free(text); }
+
+std::wstring kstr_StringExpand(const std::wstring& text, KerrException& error) {
+  if (text.find(L'\0') != std::wstring::npos) error.Log(__LINE__, L"A text to be expanded holds a null character.");
+  return kstr_PathExpand(text);
+}
+
+std::wstring kstr_GetEnv(const std::wstring& name) { return EnvironmentValue(name).value_or(std::wstring()); }
+
+std::wstring kstr_StringListToDelimString(const Kstr_StringList& list, const std::wstring& delimiter) {
+  std::wstring text;
+  for (std::size_t i = 0; i < list.strings.size(); ++i) text += (i == 0 ? L"" : delimiter) + list.strings[i];
+  return text;
+}
 
 void kstr_StringListDelete(Kstr_StringList* list) { delete list; }
 

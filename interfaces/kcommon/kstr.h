@@ -4,8 +4,15 @@
 #include <string_view>
 #include <vector>
 
+class KerrException;
+
 /// Expands $NAME and ${NAME} by environment variables. A name that is not set stays as it was written.
 std::wstring kstr_PathExpand(const std::wstring& text);
+/// The same for any text. Text that holds a null character is a failure.
+std::wstring kstr_StringExpand(const std::wstring& text, KerrException& error);
+
+/// Value of an environment variable; empty where it is not set.
+std::wstring kstr_GetEnv(const std::wstring& name);
 
 /// A copy that kstr_Delete frees; null gives null.
 char* kstr_Duplicate(const char* text);
@@ -16,6 +23,8 @@ struct Kstr_StringList {
   std::vector<std::wstring> strings;
 };
 void kstr_StringListDelete(Kstr_StringList* list);
+/// The strings with the delimiter between them.
+std::wstring kstr_StringListToDelimString(const Kstr_StringList& list, const std::wstring& delimiter);
 
 /// Strict UTF-8. Wide text that holds no valid scalar value is written as U+FFFD.
 std::string kstr_ToUtf8(std::wstring_view text);

@@ -19,7 +19,7 @@ LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
            "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
-           "weights.tsmx"}
+           "weights.tsmx", "batch.tsmx"}
 
 
 def read(path):
@@ -362,6 +362,20 @@ class ExamplesTest(unittest.TestCase):
         for name, licence in (("first", "GPL-2"), ("second", "GPL-3")):
             self.assertEqual(read(os.path.join(folder, name + ".view-Text_searched-Input1.txt")),
                              read(os.path.join(LICENCES, licence)))
+
+    def test_batch(self):
+        files = sorted(licence_files())
+        expected = []
+        for path in files:
+            match = re.search(VERSION_LINE, read(path))
+            expected.append(match[0] if match else "no version line")
+        written = []
+        for method in ("InProcessSerial", "InProcessParallel", "OutOfProcessBatch"):
+            outputs, _ = self.run_example("batch.tsmx", "--outputs", "out.json", "--set", "Method=" + method)
+            self.assertEqual([item["Value"] for item in outputs["Versions"]["Value"]], expected)
+            written.append(read(os.path.join(self.folder, "out.json")))
+        self.assertEqual(written[1:], written[:1] * 2)
+        self.assertEqual(os.listdir(self.temporary), [])
 
     def test_preview(self):
         folder = os.path.join(self.folder, "shown")

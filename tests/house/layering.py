@@ -13,7 +13,7 @@ FLOORS = [
     ["plugin", "korvenlog"],
     ["kcommon"],
     ["jsonlib"],
-    ["txlib"],
+    ["txlib", "batch"],
     ["txbasiclib"],
     ["referencing", "kprj"],
     ["txgeospatiallib"],

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace korven::common {
+
+/// For programs at their start, before any thread: sets VANTIX_HOME to the installation that the program lies in, ARCHM
+/// to the platform's name and ComSpec to the installation's command shell, each where it is unset.
+void PrepareInstallation();
+
+}  // namespace korven::common
