@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "kcommon/kprc.h"
 
@@ -45,15 +46,24 @@ int Become(const Plan& plan) {
 }
 
 /// Apart, so that the new process, which uses the same stack, changes nothing that the caller keeps there.
-__attribute__((noinline)) pid_t Start(const Plan& plan, volatile int& failure) {
+__attribute__((noinline)) pid_t Start(const Plan& plan, int telling) {
   const pid_t process = ::vfork();
   if (process == 0) {
-    failure = Become(plan);
+    const int failure = Become(plan);
+    // By a file, since a sanitizer may make a fork of it, whose memory is its own.
+    [[maybe_unused]] const ssize_t told = ::write(telling, &failure, sizeof failure);
     ::_exit(127);
   }
-  if (process < 0) failure = errno;
   return process;
 }
+
+/// Closed when it goes.
+struct File {
+  int number = -1;
+  ~File() {
+    if (number >= 0) ::close(number);
+  }
+};
 
 }  // namespace
 
@@ -61,17 +71,27 @@ int kprc_ProcessStart(const Kprc_StartRequest& request) {
   std::vector<char*> words{const_cast<char*>(request.program.c_str())};
   for (const std::string& argument : request.arguments) words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);
-  const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-  if (nothing < 0) throw std::system_error(errno, std::generic_category(), "/dev/null");
+  const File nothing{::open("/dev/null", O_RDONLY | O_CLOEXEC)};
+  if (nothing.number < 0) throw std::system_error(errno, std::generic_category(), "/dev/null");
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "a pipe");
+  const File told{ends[0]};
+  File telling{::fcntl(ends[1], F_DUPFD_CLOEXEC, 3)};  // out of the way of the standard files
+  ::close(ends[1]);
   // No handler of this process may run in the new one.
   sigset_t all, before;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  volatile int failure = 0;
-  const pid_t process = Start({request, words.data(), ::getpid(), nothing}, failure);
+  const pid_t process = Start({request, words.data(), ::getpid(), nothing.number}, telling.number);
+  int failure = process < 0 ? errno : 0;
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  ::close(nothing);
-  if (failure == 0) return process;
-  while (process > 0 && ::waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
+  if (process > 0) {
+    ::close(std::exchange(telling.number, -1));
+    // Nothing comes where the program has begun: the exec closes the other end.
+    ssize_t count = 0;
+    while ((count = ::read(told.number, &failure, sizeof failure)) < 0 && errno == EINTR) continue;
+    if (count != static_cast<ssize_t>(sizeof failure)) return process;
+    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
+  }
   throw std::system_error(failure, std::generic_category(), request.program);
 }
