@@ -35,10 +35,11 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     const auto text = ReadPort<std::wstring>(*this, L"Model");
     const auto main = GetMainProcess();
     if (!main) SetErrorMessage(L"There is no model that could hold the files of a batch run.");
+    const bool isHidden = IsHidden(owner);
     const std::wstring modelFile = main->GetTemporaryDirectory() + L"/" + AsFileName(main->GetDisplayName()) + L"-" +
-                                   AsFileName(GetDisplayName()) + L".tsmx";
+                                   AsFileName(GetDisplayName()) + (isHidden ? L".tsmc" : L".tsmx");
     main->RegisterTemporaryFile(modelFile);
-    SaveCopy(text, modelFile, owner);
+    SaveCopy(text, modelFile, owner, isHidden ? L"EncryptedTesseraModelFormat" : L"TesseraModelFormat");
     const auto count = ReadPort<unsigned>(*this, L"CommonInputDataCount");
     BatchInputs inputs;
     const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(*this, L"InputData"));
@@ -78,12 +79,24 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     }
   }
 
-  static void SaveCopy(const std::wstring& text, const std::wstring& file, const Operator& owner) {
+  /// True inside of a model that shows nothing of itself: then neither may a file.
+  static bool IsHidden(const Operator& owner) { return &Model::GetVisible(owner) != &owner; }
+
+  static void SaveCopy(const std::wstring& text, const std::wstring& file, const Operator& owner,
+                       const wchar_t* format) {
     const DocumentFolderScope folder(owner.GetDocumentFolder());
     const auto copy = ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat");
     copy->SetAttribute(kIteratorCopyAttribute, MakeData<BoolData>(true));
     KeepLinks(*copy);
-    ModelFormatFactory::Save(copy, file, L"TesseraModelFormat");
+    // What stands in plain before the rest are the facts of the model that is shown.
+    const Operator& visible = Model::GetVisible(owner);
+    if (&visible != &owner) {
+      copy->SetDisplayName(visible.GetDisplayName());
+      copy->SetDescription(visible.GetDescription());
+      copy->SetDisplayCategory(visible.GetDisplayCategory());
+      copy->SetIcon(visible.GetIcon());
+    }
+    ModelFormatFactory::Save(copy, file, format);
   }
 
   void Drive(const Operator& owner, const std::wstring& modelFile, unsigned count, const BatchInputs& inputs,

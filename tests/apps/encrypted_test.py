@@ -2,6 +2,8 @@
 import json
 import os
 import pathlib
+import subprocess
+import time
 import unittest
 
 from program import PROGRAM, ProgramTest
@@ -188,6 +190,36 @@ class EncryptedTest(ProgramTest):
         self.call("run", name)
         self.assertEqual(list(temporary.iterdir()), [])
         self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["m.tsmc", "plain.tsmx", "temporary"])
+
+    def test_batch_runs_keep_it_enciphered(self):
+        temporary = self.folder / "temporary"
+        temporary.mkdir()
+        self.env["TMPDIR"] = str(temporary)
+        name = self.publish({"displayName": "Published", "ports": [
+            {"name": "In", "alias": "secret_id.In", "value": ["a", "b", "c"]}, {"name": "Out", "alias": "secret_id.Out"}],
+            "operators": [{"id": "secret_id", "operator": "VANTIX.Iterator", "displayName": "Secret loop",
+                           "values": {"ExecutionMethod": "OutOfProcessBatch"}, "model": {
+                               "ports": [{"name": "In", "alias": "a.Data"}, {"name": "Out", "alias": "a.String"}],
+                               "operators": [{"id": "a", "operator": "VANTIX.ToString",
+                                              "displayName": "Secret name"}]}}]})
+        run = subprocess.Popen([PROGRAM, "run", name, "--log", "log"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                               text=True, cwd=self.folder, env=self.env)
+        documents = {}
+        while run.poll() is None:
+            for path in temporary.glob("**/*.tsm*"):
+                try:
+                    documents[path.name] = path.read_text(encoding="utf-8")
+                except FileNotFoundError:
+                    continue
+            time.sleep(0.002)
+        stdout, stderr = run.communicate()
+        self.assertEqual((run.returncode, stdout, stderr), (0, 'Out: ["a", "b", "c"]\n', ""))
+        self.assertNotEqual(documents, {}, "the document of the processes was never seen")
+        self.assertEqual({os.path.splitext(document)[1] for document in documents}, {".tsmc"})
+        for document in documents.values():
+            self.assertIn('"DisplayName": "Published"', document)
+            for word in ("ecret", "ToString"):
+                self.assertNotIn(word, document)
 
     def test_the_cipher_is_loaded_where_it_is_needed(self):
         name = self.publish(TEXT)
