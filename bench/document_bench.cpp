@@ -5,8 +5,8 @@
 #include <string>
 
 #include "kcommon/kstr.h"
-#include "txlib/factories.h"
 #include "txlib/document.h"
+#include "txlib/factories.h"
 #include "txlib/model.h"
 
 namespace {
@@ -59,8 +59,7 @@ BENCHMARK(OpenDocumentAgain)->Arg(3);
 void SaveDocument(benchmark::State& state) {
   const std::wstring text = kstr_FromUtf8Lossy(ChainDocument(static_cast<int>(state.range(0))));
   const auto model = tx::ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat");
-  for (auto _ : state)
-    benchmark::DoNotOptimize(tx::ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat"));
+  for (auto _ : state) benchmark::DoNotOptimize(tx::ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat"));
   SetItems(state);
 }
 BENCHMARK(SaveDocument)->Arg(50'000)->Unit(benchmark::kMillisecond);

@@ -48,7 +48,8 @@ int Proxies(const std::wstring& category,
             std::vector<boost::shared_ptr<korven::plugin::AvailablePluginProxy>>& proxies) {
   using korven::plugin::AvailablePluginProxy;
   if (!category.empty() && category != L"Operator") return 0;
-  proxies.push_back(AvailablePluginProxy::Create(L"Bench.BenchIncrement", [] { return boost::make_shared<Increment>(); }));
+  proxies.push_back(
+      AvailablePluginProxy::Create(L"Bench.BenchIncrement", [] { return boost::make_shared<Increment>(); }));
   proxies.push_back(AvailablePluginProxy::Create(L"Bench.BenchWork", [] { return boost::make_shared<Work>(); }));
   return 0;
 }
@@ -65,7 +66,8 @@ const char* const kMillisecond = R"({"ports": [{"name": "In", "alias": "a.In"}, 
 
 std::string IteratorOf(const std::string& body) {
   return R"({"ports": [{"name": "In", "alias": "each.In"}, {"name": "Out", "alias": "each.Out"}],
-  "operators": [{"id": "each", "operator": "VANTIX.Iterator", "model": )" + body + "}]}";
+  "operators": [{"id": "each", "operator": "VANTIX.Iterator", "model": )" +
+         body + "}]}";
 }
 
 boost::shared_ptr<tx::Model> Open(const std::string& body, const wchar_t* method) {

@@ -13,7 +13,8 @@
 
 namespace {
 
-const std::string kFolder = (std::filesystem::temp_directory_path() / ("tessera-bench-" + std::to_string(getpid()))).string();
+const std::string kFolder =
+    (std::filesystem::temp_directory_path() / ("tessera-bench-" + std::to_string(getpid()))).string();
 
 struct Folder {
   Folder() { std::filesystem::create_directories(kFolder); }

@@ -47,7 +47,8 @@ void AddOthers(CLI::App& app, Arguments& a) {
   save->add_option("MODEL", a.model, kModelHelp)->required();
   save->add_option("OUTPUT", a.output, "File to write (.tsmx, .tsmc)")->required();
   CLI::App* list = app.add_subcommand("list", "The catalogue: operators, conversions, data types, formats");
-  list->add_option("CATEGORY", a.category, "operators, conversions, data, datarequests, modelformats, uiproviders; or kernels");
+  list->add_option("CATEGORY", a.category,
+                   "operators, conversions, data, datarequests, modelformats, uiproviders; or kernels");
   list->add_option("--library", a.library, "With kernels: another kernel library than the installation's");
   list->add_flag("--json", a.json, "As JSON");
   CLI::App* describe = app.add_subcommand("describe", "An operator's ports, types, defaults and texts");

@@ -300,7 +300,8 @@ class NodeReader {
       reading_.Guard(place, [&] {
         reading_.Do([op = node_.index, name](const DocumentCopy& copy) { copy.Op(op)->RemovePort(name); });
       });
-      if (node_.op->GetPorts().size() == before) reading_.faults.Warn(namePlace, L"found the port \"" + name + L"\", which is not there to be removed");
+      if (node_.op->GetPorts().size() == before)
+        reading_.faults.Warn(namePlace, L"found the port \"" + name + L"\", which is not there to be removed");
       return;
     }
     const auto port = node_.FindPort(reading_, keys[OverrideName]->AsUtf8(), namePlace, PortType::Input);

@@ -15,8 +15,8 @@
 #include "documentlinks.h"
 #include "documentmemory.h"
 #include "documentsteps.h"
-#include "operatormaker.h"
 #include "nesting.h"
+#include "operatormaker.h"
 #include "txlib/document.h"
 #include "txlib/model.h"
 
@@ -125,8 +125,8 @@ struct DocumentReading {
 };
 
 /// Sets a document's value on a port. `applied` becomes what the port holds now.
-void ReadPortValue(DocumentReading& reading, std::size_t op, Port& port, const JsonValue& json, const DocumentPlace& place,
-                   boost::shared_ptr<Data>& applied);
+void ReadPortValue(DocumentReading& reading, std::size_t op, Port& port, const JsonValue& json,
+                   const DocumentPlace& place, boost::shared_ptr<Data>& applied);
 void ReadAttributes(DocumentReading& reading, std::size_t op, const JsonValue& json, const DocumentPlace& place,
                     std::vector<boost::shared_ptr<Data>>& applied);
 

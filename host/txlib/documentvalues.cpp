@@ -73,7 +73,8 @@ void ReadAttributes(DocumentReading& reading, std::size_t op, const JsonValue& j
     DataPtr& data = applied[index++];
     const DocumentPlace memberPlace(place, member.key);
     if (DataFromDocumentJson(member.value, data, error, inside))
-      reading.Do([op, key = Wide(member.key), data](const DocumentCopy& copy) { copy.Op(op)->SetAttribute(key, data); });
+      reading.Do(
+          [op, key = Wide(member.key), data](const DocumentCopy& copy) { copy.Op(op)->SetAttribute(key, data); });
     else
       reading.faults.Add(memberPlace.ToText() + inside, error, false);
   }

@@ -374,8 +374,8 @@ JsonValue Writer::WriteOperator(Operator& op, std::string_view id) {
   WriteAttributes(json, op, Member(memory.source, kNode[NodeAttributes]), memory.attributes, saidInModel);
   WriteOverrides(json, op, memory);
   auto* const model = dynamic_cast<Model*>(&op);
-  // What can't be opened, or does not show its inside, makes that by itself; all but a plain model, which has its inside
-  // from a document, and is refused rather than written without.
+  // What can't be opened, or does not show its inside, makes that by itself; all but a plain model, which has its
+  // inside from a document, and is refused rather than written without.
   const bool showsInside =
       model && model->IsOpenable() && (model->AllowsReflection() || typeid(*model) == typeid(Model));
   if (showsInside && (!model->GetOperators().empty() || memory.source.Find(kNode[NodeModel])))

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <boost/container/small_vector.hpp>
+#include <boost/intrusive/list.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,8 +14,6 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-#include <boost/intrusive/list.hpp>
 
 #include "txlib/model.h"
 #include "txlib/operator.h"
@@ -51,13 +50,13 @@ struct PortFacts {
 using SharedFacts = boost::shared_ptr<const PortFacts>;
 
 /// Kept alive by its input; its output has it in a list.
-class PortConnectionState : public PortConnection,
-                            public boost::intrusive::list_base_hook<
-                                boost::intrusive::link_mode<boost::intrusive::normal_link>> {
+class PortConnectionState
+    : public PortConnection,
+      public boost::intrusive::list_base_hook<boost::intrusive::link_mode<boost::intrusive::normal_link>> {
  public:
   static constexpr std::int32_t kNotInDocument = -1;
   std::int32_t documentIndex = kNotInDocument;  ///< among the connections of its model in the document
-  PortState* source = nullptr;  ///< null once the port is gone
+  PortState* source = nullptr;                  ///< null once the port is gone
   PortState* destination = nullptr;
 };
 
@@ -65,8 +64,7 @@ class PortConnectionState : public PortConnection,
 class PortState : public Port {
  public:
   /// Shares the facts where they are shared ones, otherwise has its own.
-  PortState(Operator* owner, const std::wstring& name, const ObjectName& dataType, PortType type,
-            SharedFacts shared);
+  PortState(Operator* owner, const std::wstring& name, const ObjectName& dataType, PortType type, SharedFacts shared);
   ~PortState() override;
 
   static PortState& Of(Port& port) { return static_cast<PortState&>(port); }
@@ -205,7 +203,7 @@ class OperatorState {
   std::vector<boost::shared_ptr<Port>> ports;
   Model* process = nullptr;
   std::atomic<Watchers*> watchers{nullptr};
-  std::unique_ptr<PortIndex> portsByName;  ///< only of operators with many ports
+  std::unique_ptr<PortIndex> portsByName;      ///< only of operators with many ports
   boost::shared_ptr<const Identity> identity;  ///< null while nothing was said
   std::unique_ptr<std::vector<boost::weak_ptr<Operator>>> orderParents;
   std::unique_ptr<AttributeMap> attributes;
@@ -233,8 +231,8 @@ class ModelState {
   static void ForgetEndsAround(const PortState& source);
   std::optional<std::vector<Operator*>> ends;
   /// Model::AliasPort. A port that is made takes the facts, where they are not null, instead of the inner port's.
-  static boost::shared_ptr<Port> AliasPort(Model& model, const boost::shared_ptr<Port>& inner,
-                                           const std::wstring& name, SharedFacts facts);
+  static boost::shared_ptr<Port> AliasPort(Model& model, const boost::shared_ptr<Port>& inner, const std::wstring& name,
+                                           SharedFacts facts);
   /// Made when it is first asked for: most models run in that of another. Any thread.
   const boost::shared_ptr<ExecutionEnvironment>& GetEnvironment();
   void SetEnvironment(const boost::shared_ptr<ExecutionEnvironment>& environment);
@@ -256,6 +254,7 @@ class ModelState {
   unsigned levels = 1;  ///< of models from this one downwards; more than there are where some were removed
   std::wstring processName;
   std::wstring processNamespace;
+
  private:
   std::atomic<Temporaries*> temporaries_{nullptr};
   std::atomic<bool> hasEnvironment_{false};

@@ -1,5 +1,4 @@
 #include <algorithm>
-
 #include <boost/container/small_vector.hpp>
 
 #include "enginestate.h"
@@ -164,8 +163,10 @@ void Operator::Execute() {
 
 void Operator::ExecuteParents() {
   const auto run = [](Operator& parent) {
-    if (OperatorState::collector_) OperatorState::collector_->push_back(&parent);
-    else parent.Execute();
+    if (OperatorState::collector_)
+      OperatorState::collector_->push_back(&parent);
+    else
+      parent.Execute();
   };
   if (state_->orderParents) {
     for (const auto& parent : *state_->orderParents) {

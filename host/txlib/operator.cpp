@@ -217,7 +217,8 @@ void Operator::CallMessageCallbacks(const boost::shared_ptr<Operator>& source, c
     CallMessageCallbacks(SharedThis(), nullptr, text, second, severity);
     return;
   }
-  if (auto* const watchers = state_->watchers.load()) watchers->message.Call(watchers->mutex, source, port, text, second, severity);
+  if (auto* const watchers = state_->watchers.load())
+    watchers->message.Call(watchers->mutex, source, port, text, second, severity);
   // Each model around may filter on the way out.
   if (state_->process) state_->process->CallMessageCallbacks(source, port, text, second, severity);
 }

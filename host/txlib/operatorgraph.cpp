@@ -125,7 +125,8 @@ boost::shared_ptr<Model> Operator::GetMainProcess() const {
 }
 
 boost::shared_ptr<ExecutionEnvironment> Operator::GetEnvironment() const {
-  if (const auto* const model = dynamic_cast<const Model*>(Outermost(this))) return ModelState::Of(*model).GetEnvironment();
+  if (const auto* const model = dynamic_cast<const Model*>(Outermost(this)))
+    return ModelState::Of(*model).GetEnvironment();
   static const boost::shared_ptr<ExecutionEnvironment> alone = ExecutionEnvironment::Create();
   return alone;
 }

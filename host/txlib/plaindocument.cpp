@@ -20,7 +20,7 @@ class ParsedTexts {
  public:
   struct Known {
     JsonValue json;
-    bool wasRead = false;                         ///< the text was opened more than once
+    bool wasRead = false;                          ///< the text was opened more than once
     boost::shared_ptr<const DocumentSteps> steps;  ///< null where the text is to be read again each time
   };
 

@@ -139,8 +139,10 @@ boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
   for (const PortState* port = this; port; port = port->parentPort) {
     if (port->incoming) return port->incoming->source ? port->incoming->source->OutputData() : nullptr;
     // A value set further out stands above one set further in; a default only above no value at all.
-    if (port->data) nearest = port->data;
-    else if (!nearest) nearest = port->Facts().defaultData;
+    if (port->data)
+      nearest = port->data;
+    else if (!nearest)
+      nearest = port->Facts().defaultData;
   }
   return nearest;
 }
@@ -255,12 +257,8 @@ void Port::SetSupportedTypes(const std::vector<ObjectName>& types) {
   if (types != State(this).Facts().types) State(this).OwnFacts().types = types;
 }
 const std::vector<ObjectName>& Port::GetSupportedDataTypes() const { return State(this).Facts().types; }
-const std::vector<ObjectName>& Port::GetExtraSupportedDataTypes() const {
-  return State(this).Facts().extraTypes;
-}
-const std::vector<ObjectName>& Port::GetExcludedDataTypes() const {
-  return State(this).Facts().excludedTypes;
-}
+const std::vector<ObjectName>& Port::GetExtraSupportedDataTypes() const { return State(this).Facts().extraTypes; }
+const std::vector<ObjectName>& Port::GetExcludedDataTypes() const { return State(this).Facts().excludedTypes; }
 bool Port::SupportsType(const ObjectName& type) const {
   if (Contains(GetExcludedDataTypes(), type)) return false;
   const auto& types = GetSupportedDataTypes();
@@ -278,16 +276,13 @@ boost::shared_ptr<Data> Port::GetAttribute(const std::wstring& key) const {
   const auto found = attributes.find(key);
   return found == attributes.end() ? nullptr : found->second;
 }
-const AttributeMap& Port::GetAttributeMap() const {
-  return State(this).Facts().attributes;
-}
+const AttributeMap& Port::GetAttributeMap() const { return State(this).Facts().attributes; }
 boost::shared_ptr<Data> Port::GetDataTypeAttribute(const ObjectName& type, const std::wstring& key) const {
   const auto& attributes = State(this).Facts().typeAttributes;
   const auto found = attributes.find({type, key});
   return found == attributes.end() ? nullptr : found->second;
 }
-void Port::SetDataTypeAttribute(const ObjectName& type, const std::wstring& key,
-                                const boost::shared_ptr<Data>& value) {
+void Port::SetDataTypeAttribute(const ObjectName& type, const std::wstring& key, const boost::shared_ptr<Data>& value) {
   if (GetDataTypeAttribute(type, key) != value) State(this).OwnFacts().typeAttributes[{type, key}] = value;
 }
 void Port::SetUIProvider(const std::wstring& name, const std::wstring& nameSpace) {

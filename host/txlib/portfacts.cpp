@@ -100,7 +100,8 @@ bool PortFacts::IsPlain() const {
 bool PortFacts::SaysTheSame(const PortFacts& other) const {
   return name == other.name && displayName == other.displayName && types == other.types &&
          extraTypes == other.extraTypes && excludedTypes == other.excludedTypes && uiProvider == other.uiProvider &&
-         IsSameValue(defaultData, other.defaultData) && AreSameValues(attributes, other.attributes) && AreSameValues(typeAttributes, other.typeAttributes);
+         IsSameValue(defaultData, other.defaultData) && AreSameValues(attributes, other.attributes) &&
+         AreSameValues(typeAttributes, other.typeAttributes);
 }
 
 void PortFacts::AddFrom(const PortFacts& inner) {
