@@ -119,7 +119,7 @@ Bytes Encryption::Decrypt(unsigned mode, const Bytes& enciphered, const Bytes& k
   cipher.Turn(enciphered.data() + kHeadSize, count, plain.data());
   cipher.SetTag(enciphered.data() + kHeadSize + count);
   if (cipher.Finish()) return plain;
-  ::explicit_bzero(plain.data(), plain.size());
+  if (!plain.empty()) ::explicit_bzero(plain.data(), plain.size());
   RefuseEncryption(L"The enciphered bytes have been changed, or were enciphered under another key.");
 }
 
