@@ -34,7 +34,7 @@ constexpr const wchar_t* kCheckedKeys[] = {L"Namespace", L"Name",        L"Displ
 
 template <typename Units>
 void WipeUnits(Units& units) {
-  ::explicit_bzero(units.data(), units.size() * sizeof(*units.data()));
+  if (!units.empty()) ::explicit_bzero(units.data(), units.size() * sizeof(*units.data()));
 }
 
 /// A key, or the inside of a model: does not outlive its use.
