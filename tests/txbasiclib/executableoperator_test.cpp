@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 
 #include "txlib/model.h"
@@ -120,16 +121,41 @@ TEST(ExecutableOperator, CancellingEndsTheProgram) {
   EXPECT_EQ(op->told, "");
 }
 
+/// Another installation while it lives, with a program in its folder of programs and one beside the installation.
+class Installation {
+ public:
+  Installation() : before_(std::getenv("VANTIX_HOME") ? std::getenv("VANTIX_HOME") : "") {
+    char pattern[] = "/tmp/tessera-home-XXXXXX";
+    root_ = ::mkdtemp(pattern);
+    for (const char* folder : {"/home/bin", "/home beside"}) {
+      std::filesystem::create_directories(root_ + folder);
+      std::filesystem::copy_file("/bin/true", root_ + folder + "/tool");
+    }
+    ::setenv("VANTIX_HOME", (root_ + "/home").c_str(), 1);
+  }
+  ~Installation() {
+    ::setenv("VANTIX_HOME", before_.c_str(), 1);
+    std::filesystem::remove_all(root_);
+  }
+  Installation(const Installation&) = delete;
+  Installation& operator=(const Installation&) = delete;
+
+ private:
+  std::string before_;
+  std::string root_;
+};
+
 TEST(ExecutableOperator, ProgramsOfTheInstallationTakeInternalNames) {
+  const Installation installation;
   const auto op = Make(L"");
-  EXPECT_FALSE(op->IsKORVENExecutable());
-  op->searchPath = L"$VANTIX_HOME/bin/$ARCHM";
-  op->executable = L"tessera";
-  const char* const home = std::getenv("VANTIX_HOME");
-  const char* const archm = std::getenv("ARCHM");
-  ASSERT_TRUE(home && archm);
-  if (::access((std::string(home) + "/bin/" + archm + "/tessera").c_str(), X_OK) != 0) GTEST_SKIP() << "not built";
+  EXPECT_FALSE(op->IsKORVENExecutable()) << "a program of the system";
+  op->executable = L"tool";
+  op->searchPath = L"$VANTIX_HOME/bin";
   EXPECT_TRUE(op->IsKORVENExecutable());
+  op->searchPath = L"$VANTIX_HOME/../home beside";
+  EXPECT_FALSE(op->IsKORVENExecutable()) << "a folder whose name only begins like the installation's";
+  op->searchPath = L"";
+  EXPECT_FALSE(op->IsKORVENExecutable()) << "no program at all";
 }
 
 }  // namespace
