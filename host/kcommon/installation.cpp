@@ -1,11 +1,11 @@
 #include "kcommon/installation.h"
 
 #include <sys/utsname.h>
-#include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <string>
+
+#include "enginefolder.h"
 
 namespace korven::common {
 
@@ -22,12 +22,12 @@ void PrepareInstallation() {
   struct utsname system {};
   ::uname(&system);
   ::setenv("ARCHM", (std::string("linux-") + system.machine).c_str(), 0);
-  char own[PATH_MAX] = {};
-  const ssize_t size = ::readlink("/proc/self/exe", own, sizeof own - 1);
-  if (size <= 0) return;
-  const std::string folder = ParentOf(std::string(own, static_cast<std::size_t>(size)));
-  ::setenv("VANTIX_HOME", ParentOf(ParentOf(folder)).c_str(), 0);
-  ::setenv("ComSpec", (folder + "/comspec").c_str(), 0);
+  char* const folder = ::realpath(EngineFolder().c_str(), nullptr);
+  if (!folder) return;
+  const std::string home = ParentOf(ParentOf(folder));
+  std::free(folder);
+  ::setenv("VANTIX_HOME", home.c_str(), 0);
+  ::setenv("ComSpec", (home + "/bin/" + std::getenv("ARCHM") + "/comspec").c_str(), 0);
 }
 
 }  // namespace korven::common
