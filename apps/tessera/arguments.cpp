@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
+#include "commandfacts.h"
 #include "program.h"
 
 namespace TesseraProgram {
@@ -7,6 +9,11 @@ namespace TesseraProgram {
 namespace {
 
 constexpr const char* kModelHelp = "Model document; - for standard input";
+
+/// Values that help and completions name, while the command itself tells of others.
+CLI::Validator Suggested(const char* values) {
+  return CLI::Validator([](std::string&) { return std::string(); }, values);
+}
 
 void AddRun(CLI::App& app, Arguments& a) {
   CLI::App* run = app.add_subcommand("run", "Run a model");
@@ -26,7 +33,7 @@ void AddRun(CLI::App& app, Arguments& a) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   run->add_option("--log", a.log, "Write the session log there instead of to standard error")->type_name("FILE");
   run->add_option("--messages", a.messages, "Write each message as a line of JSON")->type_name("FILE");
-  run->add_option("--progress", a.progress, "How progress is shown: auto, bar, plain, none")
+  run->add_option("--progress", a.progress, "How progress is shown")
       ->check(CLI::IsMember({"auto", "bar", "plain", "none"}))
       ->type_name("KIND");
   run->add_option("--preview", a.preview, "Write what Preview operators show as files there")->type_name("FOLDER");
@@ -47,9 +54,10 @@ void AddOthers(CLI::App& app, Arguments& a) {
   save->add_option("MODEL", a.model, kModelHelp)->required();
   save->add_option("OUTPUT", a.output, "File to write (.tsmx, .tsmc)")->required();
   CLI::App* list = app.add_subcommand("list", "The catalogue: operators, conversions, data types, formats");
-  list->add_option("CATEGORY", a.category,
-                   "operators, conversions, data, datarequests, modelformats, uiproviders; or kernels");
-  list->add_option("--library", a.library, "With kernels: another kernel library than the installation's");
+  list->add_option("CATEGORY", a.category, "What to list; everything but the kernels where it is left out")
+      ->check(Suggested("{operators,conversions,data,datarequests,modelformats,uiproviders,kernels}"));
+  list->add_option("--library", a.library, "With kernels: another kernel library than the installation's")
+      ->type_name("FILE");
   list->add_flag("--json", a.json, "As JSON");
   CLI::App* describe = app.add_subcommand("describe", "An operator's ports, types, defaults and texts");
   describe->add_option("OPERATOR", a.operatorName, "Name, such as VANTIX.Report")->required();
@@ -62,9 +70,71 @@ void AddOthers(CLI::App& app, Arguments& a) {
   preferences->add_option("NAME", a.preference, "CATEGORY/NAME");
   preferences->add_option("VALUE", a.value, "The value to set");
   preferences->add_flag("--json", a.json, "As JSON");
+  CLI::App* completion = app.add_subcommand("completion", "Completions of this command line for a shell");
+  completion->add_option("SHELL", a.shell, "The shell")->required()->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  app.add_subcommand("manual", "This help as a manual page, for man");
+}
+
+template <std::size_t N>
+std::string Footer(const char* title, const FooterRow (&rows)[N]) {
+  std::string text = std::string("\n") + title + ":\n";
+  for (const FooterRow& row : rows) {
+    const std::string name = row.name;
+    text += "  " + name + std::string(name.size() < 20 ? 20 - name.size() : 1, ' ') + row.meaning + "\n";
+  }
+  return text;
+}
+
+void Describe(CLI::App& app, Arguments& a) {
+  app.description("Runs dataflow models.");
+  app.name("tessera");
+  app.set_version_flag("--version", "tessera " TESSERA_VERSION, "The version");
+  app.require_subcommand(1);
+  app.footer([] { return Footer("Exit status", kExitStatuses) + Footer("Environment", kVariables); });
+  AddRun(app, a);
+  AddOthers(app, a);
+}
+
+OptionFacts GetFacts(const CLI::Option& option) {
+  OptionFacts facts;
+  facts.isPositional = option.get_positional();
+  if (facts.isPositional) facts.names.push_back(option.get_name(true));
+  for (const std::string& name : option.get_snames()) facts.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) facts.names.push_back("--" + name);
+  facts.text = option.get_description();
+  facts.isRequired = option.get_required();
+  facts.isRepeatable =
+      option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll || option.get_items_expected_max() > 1;
+  if (option.get_items_expected_max() == 0) return facts;
+  // "TYPE:{one,two}" where the values are known.
+  std::string type = option.get_type_name();
+  if (const std::size_t braces = type.find(":{"); braces != std::string::npos) {
+    std::string values = type.substr(braces + 2, type.rfind('}') - braces - 2);
+    facts.choices = CLI::detail::split(values, ',');
+    type.resize(braces);
+  }
+  facts.value = facts.isPositional ? facts.names.front() : type;
+  facts.isValueOptional = option.get_items_expected_min() == 0;
+  return facts;
+}
+
+std::vector<OptionFacts> GetFacts(const CLI::App& app) {
+  std::vector<OptionFacts> facts;
+  for (const CLI::Option* option : app.get_options()) facts.push_back(GetFacts(*option));
+  return facts;
 }
 
 }  // namespace
+
+ProgramFacts GetProgramFacts() {
+  CLI::App app;
+  Arguments unused;
+  Describe(app, unused);
+  ProgramFacts facts{app.get_description(), app.version(), GetFacts(app), {}};
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    facts.commands.push_back({command->get_name(), command->get_description(), GetFacts(*command)});
+  return facts;
+}
 
 namespace {
 
@@ -95,11 +165,8 @@ bool CompleteRun(const CLI::App& run, Arguments& a, int& status) {
 }  // namespace
 
 bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
-  CLI::App app("Runs dataflow models.", "tessera");
-  app.set_version_flag("--version", "tessera " TESSERA_VERSION);
-  app.require_subcommand(1);
-  AddRun(app, arguments);
-  AddOthers(app, arguments);
+  CLI::App app;
+  Describe(app, arguments);
   try {
     app.parse(count, words);
   } catch (const CLI::Success& success) {

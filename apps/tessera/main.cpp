@@ -13,9 +13,16 @@ int main(int count, char** words) {
     int status = 0;
     if (!ReadArguments(count, words, arguments, status)) return status;
     korven::common::PrepareInstallation();
-    const std::pair<const char*, int (*)(const Arguments&)> commands[] = {
-        {"run", &Run},   {"info", &Info},         {"check", &Check}, {"save", &Save},
-        {"list", &List}, {"describe", &Describe}, {"draw", &Draw},   {"preferences", &Preferences}};
+    const std::pair<const char*, int (*)(const Arguments&)> commands[] = {{"run", &Run},
+                                                                          {"info", &Info},
+                                                                          {"check", &Check},
+                                                                          {"save", &Save},
+                                                                          {"list", &List},
+                                                                          {"describe", &Describe},
+                                                                          {"draw", &Draw},
+                                                                          {"preferences", &Preferences},
+                                                                          {"completion", &Completion},
+                                                                          {"manual", &Manual}};
     for (const auto& [name, call] : commands) {
       if (arguments.command == name) status = call(arguments);
     }

@@ -24,7 +24,7 @@ class Refusal : public std::runtime_error {
 struct Arguments {
   std::string command;
   std::vector<std::string> models;
-  std::string model, output, category, library, operatorName, action, preference, value;
+  std::string model, output, category, library, operatorName, action, preference, value, shell;
   std::vector<std::string> sets, prefs;
   std::string inputs, outputs, preferences, log, messages, progress = "auto";
   std::string preview, profile;
@@ -45,6 +45,8 @@ int ListKernels(const Arguments& arguments);
 int Describe(const Arguments& arguments);
 int Draw(const Arguments& arguments);
 int Preferences(const Arguments& arguments);
+int Completion(const Arguments& arguments);
+int Manual(const Arguments& arguments);
 
 // What the commands share.
 

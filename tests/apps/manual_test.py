@@ -1,0 +1,96 @@
+"""The manual page and the completions tell what --help tells."""
+import re
+import shutil
+import subprocess
+import unittest
+
+from program import PROGRAM, ProgramTest
+
+SHELLS = ("bash", "zsh", "fish")
+
+
+class ManualTest(ProgramTest):
+    def helped(self):
+        """Command to the words that its --help lists: options with their dashes."""
+        commands = re.findall(r"^  ([a-z]+)  ", self.call("--help").stdout.partition("Subcommands:")[2], re.MULTILINE)
+        self.assertIn("run", commands)
+        return {command: re.findall(r"^  ([-,a-z]+)", self.call(command, "--help").stdout, re.MULTILINE)
+                for command in commands}
+
+    def test_every_option_is_in_all_of_them(self):
+        page = self.call("manual").stdout.replace("\\-", "-")
+        texts = {shell: self.call("completion", shell).stdout for shell in SHELLS}
+        for command, words in self.helped().items():
+            self.assertIn(f"tessera {command}", page)
+            for word in (option for pair in words for option in pair.split(",")):
+                with self.subTest(command=command, word=word):
+                    self.assertIn(f"\\fB{word}\\fR", page)
+                    for text in (texts["bash"], texts["zsh"]):
+                        self.assertIn(word, text)
+                    self.assertRegex(texts["fish"], rf" -(l|s) {word.lstrip('-')} ")
+
+    def test_an_unknown_shell_is_refused(self):
+        call = self.call("completion", "tcsh")
+        self.assertEqual((call.returncode, call.stdout), (2, ""))
+        self.assertIn("tcsh", call.stderr)
+        self.assertIn("bash", call.stderr)
+
+    @unittest.skipUnless(shutil.which("groff"), "no groff to format the page with")
+    def test_the_page_is_formatted_without_complaint(self):
+        page = self.call("manual").stdout
+        done = subprocess.run(["groff", "-man", "-ww", "-Tutf8"], input=page, capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        for heading in ("NAME", "SYNOPSIS", "COMMANDS", "EXIT STATUS", "ENVIRONMENT"):
+            self.assertIn(heading, re.sub(".\b", "", done.stdout))  # bold letters are struck twice
+
+    def test_shells_read_their_completions(self):
+        missing = []
+        for shell in SHELLS:
+            if not shutil.which(shell):
+                missing.append(shell)
+                continue
+            file = self.folder / shell
+            file.write_text(self.call("completion", shell).stdout)
+            done = subprocess.run([shell, "-n", str(file)], capture_output=True, text=True, timeout=60)
+            self.assertEqual((done.returncode, done.stderr), (0, ""), shell)
+        if missing:
+            print("not installed, so not asked:", *missing)
+
+    def complete(self, *words):
+        """What bash offers behind these words."""
+        file = self.folder / "completion"
+        file.write_text(self.call("completion", "bash").stdout)
+        script = 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); compopt() { :; }; _tessera; ' \
+                 'printf "%s\\n" "${COMPREPLY[@]}"'
+        done = subprocess.run(["bash", "--norc", "-c", script, "bash", str(file), PROGRAM, *words], capture_output=True,
+                              text=True, timeout=60, cwd=self.folder, env=self.env)
+        self.assertEqual(done.stderr, "")
+        return done.stdout.split("\n")[:-1]
+
+    @unittest.skipUnless(shutil.which("bash"), "no bash")
+    def test_bash_offers_what_fits(self):
+        for name in ("a model.tsmx", "other.tsmc", "text.txt"):
+            (self.folder / name).touch()
+        (self.folder / "folder").mkdir()
+        models = ["a model.tsmx", "other.tsmc", "folder"]
+        for words, expected in (
+                (("ch",), ["check"]),
+                (("run", "--prog"), ["--progress"]),
+                (("run", "--progress", ""), ["auto", "bar", "plain", "none"]),
+                (("run", "--progress", "p"), ["plain"]),
+                (("run", ""), models),
+                (("run", "--outputs", "te"), ["text.txt"]),
+                (("run", "--outputs", "x.json", "ot"), ["other.tsmc"]),
+                (("run", "--preview", ""), ["folder"]),
+                (("run", "a model.tsmx", ""), [""]),
+                (("check", "a model.tsmx", "ot"), ["other.tsmc"]),
+                (("save", "a model.tsmx", "te"), ["text.txt"]),
+                (("completion", "z"), ["zsh"]),
+                (("list", "ker"), ["kernels"]),
+                (("describe", "Sort"), ["SortItems"])):
+            with self.subTest(words):
+                self.assertEqual(sorted(self.complete(*words)), sorted(expected))
+
+
+if __name__ == "__main__":
+    unittest.main()
