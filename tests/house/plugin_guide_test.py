@@ -32,11 +32,45 @@ class PluginGuideTest(unittest.TestCase):
                                               "values": {"ExecutionMethod": "FirstItem"}}]})
 
     def test_the_guides_quote_the_sources(self):
-        for guide, source in (("plugin-guide.md", "countwords.cpp"), ("iterating.md", "firstitem.cpp")):
+        for guide, sources in (("plugin-guide.md", ["plugin/countwords.cpp", "plugin/duration.cpp"]),
+                               ("iterating.md", ["plugin/firstitem.cpp"]), ("embedding.md", ["embed/embed.cpp"])):
             with open(os.path.join(ROOT, "docs", guide), encoding="utf-8") as file:
-                quoted = re.search(r"```cpp\n(.*?)```", file.read(), re.DOTALL)[1]
-            with open(os.path.join(ROOT, "examples", "plugin", source), encoding="utf-8") as file:
-                self.assertEqual(quoted, file.read(), guide)
+                quoted = re.findall(r"```cpp\n(.*?)```", file.read(), re.DOTALL)
+            expected = []
+            for source in sources:
+                with open(os.path.join(ROOT, "examples", source), encoding="utf-8") as file:
+                    expected.append(file.read())
+            self.assertEqual(quoted, expected, guide)
+
+    def test_a_data_type_of_ones_own(self):
+        for text, seconds in (("1:30:05", 5405), ("0:00:00", 0), ("27:59:59", 100799)):
+            with self.subTest(text):
+                duration = {"Type": "Example.Duration", "Value": seconds}
+                self.assertEqual(self.text_of(duration), text)
+                self.assertEqual(self.convert(duration, "Double"), seconds)
+                self.assertEqual(self.convert(float(seconds), "Example.Duration"), seconds)
+        for value in (-1.0, 1e300):
+            run = self.run_convert(value, "Example.Duration")
+            self.assertTrue(run.stderr.endswith("Could not convert VANTIX.Double to Example.Duration.\n"), run.stderr)
+        # A value that is none stops the model before it runs.
+        self.assertEqual(self.run_convert({"Type": "Example.Duration", "Value": -5}, "Double").returncode, 2)
+
+    def run_convert(self, value, target):
+        return self.run_model({"ports": [{"name": "Out", "alias": "convert.Output"}],
+                               "operators": [{"id": "convert", "operator": "VANTIX.Convert",
+                                              "values": {"Input": value, "DataType": target}}]})
+
+    def text_of(self, value):
+        return self.value_of(self.run_model({
+            "ports": [{"name": "Out", "alias": "text.String"}],
+            "operators": [{"id": "text", "operator": "VANTIX.ToString", "values": {"Data": value}}]}))
+
+    def convert(self, value, target):
+        return self.value_of(self.run_convert(value, target))
+
+    def value_of(self, run):
+        self.assertEqual(run.returncode, 0, run.stderr)
+        return json.loads(run.stdout)["Outputs"][0]["Data"]["Value"]
 
     def test_a_method_of_ones_own(self):
         run = self.run_first([7, 8, 9])
