@@ -72,6 +72,7 @@ void AddOthers(CLI::App& app, Arguments& a) {
   preferences->add_flag("--json", a.json, "As JSON");
   CLI::App* completion = app.add_subcommand("completion", "Completions of this command line for a shell");
   completion->add_option("SHELL", a.shell, "The shell")->required()->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  app.add_subcommand("schema", "A JSON Schema of model documents, for editors and validators");
   app.add_subcommand("manual", "This help as a manual page, for man");
 }
 

@@ -22,7 +22,8 @@ int main(int count, char** words) {
                                                                           {"draw", &Draw},
                                                                           {"preferences", &Preferences},
                                                                           {"completion", &Completion},
-                                                                          {"manual", &Manual}};
+                                                                          {"manual", &Manual},
+                                                                          {"schema", &Schema}};
     for (const auto& [name, call] : commands) {
       if (arguments.command == name) status = call(arguments);
     }

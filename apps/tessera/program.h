@@ -47,6 +47,8 @@ int Draw(const Arguments& arguments);
 int Preferences(const Arguments& arguments);
 int Completion(const Arguments& arguments);
 int Manual(const Arguments& arguments);
+/// A JSON Schema of documents, made from the catalogue.
+int Schema(const Arguments& arguments);
 
 // What the commands share.
 
