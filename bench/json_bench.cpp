@@ -61,10 +61,13 @@ void ParseRapidJson(benchmark::State& state) {
   }
   Count(state, Document().size());
 }
-BENCHMARK_TEMPLATE(ParseRapidJson, rapidjson::kParseDefaultFlags)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(ParseRapidJson, rapidjson::kParseDefaultFlags)
+    ->Name("ParseRapidJson")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_TEMPLATE(ParseRapidJson, rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
                                        rapidjson::kParseFullPrecisionFlag | rapidjson::kParseCommentsFlag |
                                        rapidjson::kParseTrailingCommasFlag)
+    ->Name("ParseRapidJsonStrictly")
     ->Unit(benchmark::kMillisecond);
 
 void SerializeJsonValue(benchmark::State& state) {
