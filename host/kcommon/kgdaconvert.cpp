@@ -114,10 +114,6 @@ void ConvertRow(const From* from, To* to, std::int64_t count, const Element<To>&
   }
 }
 
-bool IsContiguous(const Kgda_BaseDataLayer& layer) {
-  return layer.rowStride == layer.elementSize * static_cast<std::size_t>(layer.columns);
-}
-
 /// Between two types that differ.
 void ConvertRun(void* to, Kgda_PixelType toType, const void* from, Kgda_PixelType fromType, std::int64_t count) {
   VisitType(fromType, [&](auto source) {
