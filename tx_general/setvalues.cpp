@@ -158,9 +158,18 @@ class SetTableValues : public Described<kSetTableValues> {
     const StackPtr result = GrownTable(*table, *values, table->GetCount(), error);
     result->SetBinFunction(BaseDataStackUtils::GetBinFunctionFromTable(*table));
     RowWriter writer(*result, *values, error);
-    for (std::size_t i = 0; i < rows.size(); ++i)
-      writer.Write(static_cast<std::int32_t>(rows[i]), count > 1 ? static_cast<std::int32_t>(i) : 0);
+    WriteRows(writer, rows, count > 1 ? 1 : 0);
     PublishTable(RequirePort(*this, L"TableOut"), result);
+  }
+
+ private:
+  /// Rows that follow one another go in one piece.
+  static void WriteRows(RowWriter& writer, const std::vector<unsigned>& rows, int step) {
+    for (std::size_t begin = 0, end = 1; begin < rows.size(); begin = end++) {
+      while (end < rows.size() && rows[end] == rows[end - 1] + 1) ++end;
+      writer.Write(static_cast<std::int32_t>(rows[begin]), static_cast<std::int32_t>(begin) * step,
+                   static_cast<std::int32_t>(end - begin), step);
+    }
   }
 };
 
