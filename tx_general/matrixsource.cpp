@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "kcommon/kstr.h"
 #include "kcommon/ktxt.h"
 #include "stackports.h"
+#include "txbasiclib/concurrencyhelper.h"
 
 namespace korven::tx_general {
 namespace {
@@ -29,21 +31,70 @@ const double* ExtractMatrixRow(const Kgda_BaseDataLayer& layer, std::int32_t row
   return buffer.data();
 }
 
-void NormalizeLayer(const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
-  if (from.columns == 0) return;
-  std::vector<double> buffer;
-  double sum = 0.0;
-  for (std::int32_t row = 0; row < from.rows; ++row) {
-    const double* const values = ExtractMatrixRow(from, row, buffer);
-    for (std::int32_t column = 0; column < from.columns; ++column) sum += values[column];
+/// Sums of whole numbers that stay below 2^53 are exact in any order.
+class WholeSum {
+ public:
+  /// False where a number isn't whole, or the sum grows too large.
+  bool Add(const double* values, std::int32_t count) {
+    // Adding as much takes the fraction away. Four of each sum side by side, as one alone waits for each addition.
+    constexpr double shift = 6755399441055744.0;
+    double sums[4] = {}, magnitudes[4] = {}, fractions[4] = {};
+    std::int32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+      for (int k = 0; k < 4; ++k) {
+        const double value = values[i + k];
+        sums[k] += value;
+        magnitudes[k] += std::abs(value);
+        fractions[k] += std::abs(value - ((value + shift) - shift));
+      }
+    }
+    for (; i < count; ++i) {
+      sums[0] += values[i];
+      magnitudes[0] += std::abs(values[i]);
+      fractions[0] += std::abs(values[i] - ((values[i] + shift) - shift));
+    }
+    sum_ += (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    magnitude_ += (magnitudes[0] + magnitudes[1]) + (magnitudes[2] + magnitudes[3]);
+    const bool areWhole = (fractions[0] + fractions[1]) + (fractions[2] + fractions[3]) == 0.0;
+    return areWhole && magnitude_ < 0x1p53;
   }
+  double Get() const { return sum_; }
+
+ private:
+  double sum_ = 0.0;
+  double magnitude_ = 0.0;
+};
+
+/// Of all elements, row by row.
+double SumOf(const Kgda_BaseDataLayer& layer) {
+  std::vector<double> buffer;
+  WholeSum whole;
+  std::int32_t row = 0;
+  while (row < layer.rows && whole.Add(ExtractMatrixRow(layer, row, buffer), layer.columns)) ++row;
+  if (row == layer.rows) return whole.Get();
+  double sum = 0.0;
+  for (row = 0; row < layer.rows; ++row) {
+    const double* const values = ExtractMatrixRow(layer, row, buffer);
+    for (std::int32_t column = 0; column < layer.columns; ++column) sum += values[column];
+  }
+  return sum;
+}
+
+void NormalizeLayer(const Operator& op, const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
+  if (from.columns == 0) return;
+  const double sum = SumOf(from);
   // Weights that cancel out, as those that find edges, stay what they are.
   const double divisor = sum != 0.0 ? sum : 1.0;
-  for (std::int32_t row = 0; row < from.rows; ++row) {
-    const double* const values = ExtractMatrixRow(from, row, buffer);
-    auto* const results = static_cast<double*>(kgda_ElementPointer(to, row, 0));
-    for (std::int32_t column = 0; column < from.columns; ++column) results[column] = values[column] / divisor;
-  }
+  Tamrin::TesseraBasic::ForParts(op, from.rows, kElementsForAThread / from.columns + 1,
+                                 [&](std::int64_t begin, std::int64_t end) {
+                                   std::vector<double> buffer;
+                                   for (auto row = static_cast<std::int32_t>(begin); row < end; ++row) {
+                                     const double* const values = ExtractMatrixRow(from, row, buffer);
+                                     auto* const results = static_cast<double*>(kgda_ElementPointer(to, row, 0));
+                                     for (std::int32_t column = 0; column < from.columns; ++column)
+                                       results[column] = values[column] / divisor;
+                                   }
+                                 });
 }
 
 }  // namespace
@@ -68,7 +119,7 @@ class NormalizableMatrixSource : public Operator {
       const Kgda_BaseDataLayer& layer = stack->GetLayer(i);
       if (layer.rows != first.rows || layer.columns != first.columns)
         RaisePortMessage(*output, L"No appropriate data found on port(");
-      NormalizeLayer(layer, normalized->GetLayer(i));
+      NormalizeLayer(*this, layer, normalized->GetLayer(i));
     }
     PublishMatrix(output, normalized);
   }

@@ -5,6 +5,9 @@
 #include "kcommon/kerr.h"
 
 namespace korven::tx_general {
+
+namespace RangeListHelper = Tamrin::TesseraBasic::RangeListHelper;
+
 namespace {
 
 template <typename W>
@@ -27,9 +30,12 @@ void AddOpacity(KgdaBaseDataStack& colors) {
 boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data) { return ValueThroughScalar<MatrixData>(data); }
 boost::shared_ptr<Table> TableOfValues(const DataPtr& data) { return ValueThroughScalar<TableData>(data); }
 
+RangeListHelper::IndexList ReadIndexList(Operator& op, std::wstring_view port, std::int32_t size) {
+  return {RequirePort(op, port), 0, static_cast<unsigned>(size - 1)};
+}
+
 std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size) {
-  return Tamrin::TesseraBasic::RangeListHelper::GetRangeListFromPortAsUnsignedList(RequirePort(op, port), 0,
-                                                                                   static_cast<unsigned>(size - 1));
+  return RangeListHelper::GetRangeListFromPortAsUnsignedList(RequirePort(op, port), 0, static_cast<unsigned>(size - 1));
 }
 
 void RequireSameSort(Operator& op, const Table& table, const Table& values, const std::wstring& word) {

@@ -15,6 +15,7 @@ boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data);
 boost::shared_ptr<Table> TableOfValues(const DataPtr& data);
 
 /// The indices on a range list port, of something of that size.
+Tamrin::TesseraBasic::RangeListHelper::IndexList ReadIndexList(Operator& op, std::wstring_view port, std::int32_t size);
 std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size);
 
 /// The checks of colours and of texts; `values` is the word that the messages use.
