@@ -1,5 +1,8 @@
+#include <atomic>
 #include <cmath>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,7 +34,9 @@ const double* ExtractMatrixRow(const Kgda_BaseDataLayer& layer, std::int32_t row
   return buffer.data();
 }
 
-/// Sums of whole numbers that stay below 2^53 are exact in any order.
+constexpr double kExactBelow = 0x1p53;
+
+/// Sums of whole numbers that stay below that are exact in any order.
 class WholeSum {
  public:
   /// False where a number isn't whole, or the sum grows too large.
@@ -56,24 +61,41 @@ class WholeSum {
     sum_ += (sums[0] + sums[1]) + (sums[2] + sums[3]);
     magnitude_ += (magnitudes[0] + magnitudes[1]) + (magnitudes[2] + magnitudes[3]);
     const bool areWhole = (fractions[0] + fractions[1]) + (fractions[2] + fractions[3]) == 0.0;
-    return areWhole && magnitude_ < 0x1p53;
+    return areWhole && magnitude_ < kExactBelow;
   }
   double Get() const { return sum_; }
+  double GetMagnitude() const { return magnitude_; }
 
  private:
   double sum_ = 0.0;
   double magnitude_ = 0.0;
 };
 
+/// The sum of all elements where it is exact in any order.
+std::optional<double> WholeSumOf(const Operator& op, const Kgda_BaseDataLayer& layer) {
+  std::mutex mutex;
+  std::atomic<bool> isExact{true};
+  double sum = 0.0, magnitude = 0.0;
+  Tamrin::TesseraBasic::ForParts(op, layer.rows, kElementsForAThread / layer.columns + 1,
+                                 [&](std::int64_t begin, std::int64_t end) {
+                                   std::vector<double> buffer;
+                                   WholeSum part;
+                                   for (auto row = static_cast<std::int32_t>(begin); row < end && isExact; ++row)
+                                     if (!part.Add(ExtractMatrixRow(layer, row, buffer), layer.columns))
+                                       isExact = false;
+                                   const std::lock_guard lock(mutex);
+                                   sum += part.Get();
+                                   magnitude += part.GetMagnitude();
+                                 });
+  return isExact && magnitude < kExactBelow ? std::optional(sum) : std::nullopt;
+}
+
 /// Of all elements, row by row.
-double SumOf(const Kgda_BaseDataLayer& layer) {
+double SumOf(const Operator& op, const Kgda_BaseDataLayer& layer) {
+  if (const auto sum = WholeSumOf(op, layer)) return *sum;
   std::vector<double> buffer;
-  WholeSum whole;
-  std::int32_t row = 0;
-  while (row < layer.rows && whole.Add(ExtractMatrixRow(layer, row, buffer), layer.columns)) ++row;
-  if (row == layer.rows) return whole.Get();
   double sum = 0.0;
-  for (row = 0; row < layer.rows; ++row) {
+  for (std::int32_t row = 0; row < layer.rows; ++row) {
     const double* const values = ExtractMatrixRow(layer, row, buffer);
     for (std::int32_t column = 0; column < layer.columns; ++column) sum += values[column];
   }
@@ -82,7 +104,7 @@ double SumOf(const Kgda_BaseDataLayer& layer) {
 
 void NormalizeLayer(const Operator& op, const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
   if (from.columns == 0) return;
-  const double sum = SumOf(from);
+  const double sum = SumOf(op, from);
   // Weights that cancel out, as those that find edges, stay what they are.
   const double divisor = sum != 0.0 ? sum : 1.0;
   Tamrin::TesseraBasic::ForParts(op, from.rows, kElementsForAThread / from.columns + 1,
