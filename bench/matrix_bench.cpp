@@ -1,16 +1,10 @@
-// Matrices and tables against the same work in numpy, which tells its own time.
+// Matrices against the same work in numpy, which tells its own time.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <numeric>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "kcommon/kerr.h"
+#include "arraybench.h"
 #include "kcommon/kgda.h"
 #include "txbasiclib/basicvalues.h"
 #include "txbasiclib/collections.h"
@@ -22,79 +16,9 @@ namespace {
 
 namespace tx = Tamrin::Tessera;
 namespace basic = Tamrin::TesseraBasic;
+using arraybench::RunOperator;
 
-constexpr std::int32_t kTableRows = 10'000'000;
-constexpr std::int32_t kFileRows = 1'000'000;
 constexpr std::int32_t kSide = 10'000;
-
-/// Seconds that a piece of Python says it took: `setup`, then the best of three rounds of `work`.
-void TimeNumpy(benchmark::State& state, const std::string& setup, const std::string& work) {
-  const std::string program = "import numpy as np, time, io\nrandom = np.random.default_rng(1)\n" + setup +
-                              "\ntimes = []\nfor _ in range(3):\n  start = time.perf_counter()\n  " + work +
-                              "\n  times.append(time.perf_counter() - start)\nprint(min(times))\n";
-  for (auto _ : state) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(("/usr/bin/python3 -c '" + program + "'").c_str(), "r"),
-                                                     &::pclose);
-    double seconds = 0;
-    if (!pipe || std::fscanf(pipe.get(), "%lf", &seconds) != 1) {
-      state.SkipWithError("python3 with numpy is needed");
-      break;
-    }
-    state.SetIterationTime(seconds);
-  }
-}
-
-#define NUMPY_BENCHMARK(name, setup, work)                              \
-  void name(benchmark::State& state) { TimeNumpy(state, setup, work); } \
-  BENCHMARK(name)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond)
-
-boost::shared_ptr<basic::Table> RandomTable(std::int32_t rows) {
-  const auto table = basic::CreateTable(rows, KgdaFloat64);
-  std::mt19937_64 random(1);
-  auto* const elements = static_cast<double*>(table->GetRawData());
-  for (std::int32_t row = 0; row < rows; ++row) elements[row] = static_cast<double>(random() >> 11) * 0x1p-53;
-  return table;
-}
-
-NUMPY_BENCHMARK(NumpyTake, "a = random.random(10_000_000); i = random.integers(0, 10_000_000, 10_000_000)",
-                "a.take(i)");
-
-void TableGetSubset(benchmark::State& state) {
-  const auto table = RandomTable(kTableRows);
-  std::mt19937_64 random(2);
-  std::vector<unsigned> rows(kTableRows);
-  for (unsigned& row : rows) row = static_cast<unsigned>(random() % kTableRows);
-  for (auto _ : state) benchmark::DoNotOptimize(table->GetSubset(rows));
-  state.SetLabel("vs NumpyTake/iterations:1/manual_time");
-}
-BENCHMARK(TableGetSubset)->Unit(benchmark::kMillisecond);
-
-std::string TableText() {
-  KerrException error(L"bench", L"TableText");
-  return kgda_BaseDataStackToAscii(RandomTable(kFileRows)->GetStack(), error);
-}
-
-NUMPY_BENCHMARK(NumpyLoadtxt, "text = \"\\n\".join(map(repr, random.random(1_000_000).tolist()))",
-                "np.loadtxt(io.StringIO(text))");
-NUMPY_BENCHMARK(NumpySavetxt, "a = random.random(1_000_000)", "np.savetxt(io.StringIO(), a)");
-
-void ReadTableText(benchmark::State& state) {
-  const std::string text = TableText();
-  KerrException error(L"bench", L"ReadTableText");
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        kgda_BaseDataStackFromAscii(text, L"text", KgdaBaseDataStack::KindTable, Kgda_PlainText::Numbers, error));
-  }
-  if (error.IsPending()) std::abort();
-  state.SetLabel("vs NumpyLoadtxt/iterations:1/manual_time");
-}
-BENCHMARK(ReadTableText)->Unit(benchmark::kMillisecond);
-
-void WriteTableText(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(TableText());
-  state.SetLabel("vs NumpySavetxt/iterations:1/manual_time");
-}
-BENCHMARK(WriteTableText)->Unit(benchmark::kMillisecond);
 
 boost::shared_ptr<basic::MatrixData> BigMatrix() {
   static const auto matrix = [] {
@@ -104,14 +28,6 @@ boost::shared_ptr<basic::MatrixData> BigMatrix() {
     return boost::make_shared<basic::MatrixData>(made);
   }();
   return matrix;
-}
-
-/// Runs an operator again and again; what it made before is dropped first.
-void RunOperator(benchmark::State& state, const boost::shared_ptr<tx::Operator>& op) {
-  for (auto _ : state) {
-    op->SetExecuted(false);
-    op->Execute();
-  }
 }
 
 /// Big matrices are read once and written once into fresh memory.

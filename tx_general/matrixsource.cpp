@@ -1,4 +1,8 @@
+#include <atomic>
+#include <cmath>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +13,7 @@
 #include "kcommon/kstr.h"
 #include "kcommon/ktxt.h"
 #include "stackports.h"
+#include "txbasiclib/concurrencyhelper.h"
 
 namespace korven::tx_general {
 namespace {
@@ -29,21 +34,89 @@ const double* ExtractMatrixRow(const Kgda_BaseDataLayer& layer, std::int32_t row
   return buffer.data();
 }
 
-void NormalizeLayer(const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
-  if (from.columns == 0) return;
+constexpr double kExactBelow = 0x1p53;
+
+/// Sums of whole numbers that stay below that are exact in any order.
+class WholeSum {
+ public:
+  /// False where a number isn't whole, or the sum grows too large.
+  bool Add(const double* values, std::int32_t count) {
+    // Adding as much takes the fraction away. Four of each sum side by side, as one alone waits for each addition.
+    constexpr double shift = 6755399441055744.0;
+    double sums[4] = {}, magnitudes[4] = {}, fractions[4] = {};
+    std::int32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+      for (int k = 0; k < 4; ++k) {
+        const double value = values[i + k];
+        sums[k] += value;
+        magnitudes[k] += std::abs(value);
+        fractions[k] += std::abs(value - ((value + shift) - shift));
+      }
+    }
+    for (; i < count; ++i) {
+      sums[0] += values[i];
+      magnitudes[0] += std::abs(values[i]);
+      fractions[0] += std::abs(values[i] - ((values[i] + shift) - shift));
+    }
+    sum_ += (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    magnitude_ += (magnitudes[0] + magnitudes[1]) + (magnitudes[2] + magnitudes[3]);
+    const bool areWhole = (fractions[0] + fractions[1]) + (fractions[2] + fractions[3]) == 0.0;
+    return areWhole && magnitude_ < kExactBelow;
+  }
+  double Get() const { return sum_; }
+  double GetMagnitude() const { return magnitude_; }
+
+ private:
+  double sum_ = 0.0;
+  double magnitude_ = 0.0;
+};
+
+/// The sum of all elements where it is exact in any order.
+std::optional<double> WholeSumOf(const Operator& op, const Kgda_BaseDataLayer& layer) {
+  std::mutex mutex;
+  std::atomic<bool> isExact{true};
+  double sum = 0.0, magnitude = 0.0;
+  Tamrin::TesseraBasic::ForParts(op, layer.rows, kElementsForAThread / layer.columns + 1,
+                                 [&](std::int64_t begin, std::int64_t end) {
+                                   std::vector<double> buffer;
+                                   WholeSum part;
+                                   for (auto row = static_cast<std::int32_t>(begin); row < end && isExact; ++row)
+                                     if (!part.Add(ExtractMatrixRow(layer, row, buffer), layer.columns))
+                                       isExact = false;
+                                   const std::lock_guard lock(mutex);
+                                   sum += part.Get();
+                                   magnitude += part.GetMagnitude();
+                                 });
+  return isExact && magnitude < kExactBelow ? std::optional(sum) : std::nullopt;
+}
+
+/// Of all elements, row by row.
+double SumOf(const Operator& op, const Kgda_BaseDataLayer& layer) {
+  if (const auto sum = WholeSumOf(op, layer)) return *sum;
   std::vector<double> buffer;
   double sum = 0.0;
-  for (std::int32_t row = 0; row < from.rows; ++row) {
-    const double* const values = ExtractMatrixRow(from, row, buffer);
-    for (std::int32_t column = 0; column < from.columns; ++column) sum += values[column];
+  for (std::int32_t row = 0; row < layer.rows; ++row) {
+    const double* const values = ExtractMatrixRow(layer, row, buffer);
+    for (std::int32_t column = 0; column < layer.columns; ++column) sum += values[column];
   }
+  return sum;
+}
+
+void NormalizeLayer(const Operator& op, const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to) {
+  if (from.columns == 0) return;
+  const double sum = SumOf(op, from);
   // Weights that cancel out, as those that find edges, stay what they are.
   const double divisor = sum != 0.0 ? sum : 1.0;
-  for (std::int32_t row = 0; row < from.rows; ++row) {
-    const double* const values = ExtractMatrixRow(from, row, buffer);
-    auto* const results = static_cast<double*>(kgda_ElementPointer(to, row, 0));
-    for (std::int32_t column = 0; column < from.columns; ++column) results[column] = values[column] / divisor;
-  }
+  Tamrin::TesseraBasic::ForParts(op, from.rows, kElementsForAThread / from.columns + 1,
+                                 [&](std::int64_t begin, std::int64_t end) {
+                                   std::vector<double> buffer;
+                                   for (auto row = static_cast<std::int32_t>(begin); row < end; ++row) {
+                                     const double* const values = ExtractMatrixRow(from, row, buffer);
+                                     auto* const results = static_cast<double*>(kgda_ElementPointer(to, row, 0));
+                                     for (std::int32_t column = 0; column < from.columns; ++column)
+                                       results[column] = values[column] / divisor;
+                                   }
+                                 });
 }
 
 }  // namespace
@@ -68,7 +141,7 @@ class NormalizableMatrixSource : public Operator {
       const Kgda_BaseDataLayer& layer = stack->GetLayer(i);
       if (layer.rows != first.rows || layer.columns != first.columns)
         RaisePortMessage(*output, L"No appropriate data found on port(");
-      NormalizeLayer(layer, normalized->GetLayer(i));
+      NormalizeLayer(*this, layer, normalized->GetLayer(i));
     }
     PublishMatrix(output, normalized);
   }

@@ -158,8 +158,7 @@ class ResizeTable : public Described<kResizeTable> {
     const StackPtr result = GrownTable(*table, values ? *values : *table, rows, error);
     if (values) {
       RowWriter writer(*result, *values, error);
-      const bool goesOn = values->GetCount() > 1;
-      for (std::int32_t row = kept; row < rows; ++row) writer.Write(row, goesOn ? row - kept : 0);
+      writer.Write(kept, 0, rows - kept, values->GetCount() > 1 ? 1 : 0);
     }
     PublishTable(RequirePort(*this, L"TableOut"), result);
   }

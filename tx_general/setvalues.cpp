@@ -145,22 +145,37 @@ class SetTableValues : public Described<kSetTableValues> {
   void OnExecute() override {
     KerrException error(L"tx_general\\settablevalues", L"korven::tx_general::SetTableValues::OnExecute");
     const auto table = GetPortDataAs<Table>(RequirePort(*this, L"TableIn"));
-    const auto rows = ReadIndices(*this, L"RangeList", table->GetCount());
-    if (rows.empty()) SetErrorMessage(L"Could not determine range of rows to set values of!");
+    const auto rows = ReadIndexList(*this, L"RangeList", table->GetCount());
+    if (rows.GetCount() == 0) SetErrorMessage(L"Could not determine range of rows to set values of!");
     const DataPtr data = RequirePort(*this, L"Values")->GetData();
     if (!data) SetErrorMessage(L"No data on Values port.");
     const auto values = TableOfValues(data);
     if (!values) SetErrorMessage(L"Could not convert Values to Scalar or Table.");
     const auto count = static_cast<std::size_t>(values->GetCount());
-    if (count != 1 && count != rows.size()) SetErrorMessage(L"Invalid number of Values provided.");
+    if (count != 1 && count != rows.GetCount()) SetErrorMessage(L"Invalid number of Values provided.");
     RequireSameSort(*this, *table, *values, L"Values");
 
     const StackPtr result = GrownTable(*table, *values, table->GetCount(), error);
     result->SetBinFunction(BaseDataStackUtils::GetBinFunctionFromTable(*table));
     RowWriter writer(*result, *values, error);
-    for (std::size_t i = 0; i < rows.size(); ++i)
-      writer.Write(static_cast<std::int32_t>(rows[i]), count > 1 ? static_cast<std::int32_t>(i) : 0);
+    const int step = count > 1 ? 1 : 0;
+    rows.ForRanges([&](std::size_t place, unsigned first, unsigned last) {
+      WriteRange(writer, {static_cast<std::int32_t>(first), static_cast<std::int32_t>(last)},
+                 static_cast<std::int32_t>(place) * step, step);
+    });
     PublishTable(RequirePort(*this, L"TableOut"), result);
+  }
+
+ private:
+  struct RowRange {
+    std::int32_t first;
+    std::int32_t last;
+  };
+  /// Rising rows go in one piece.
+  static void WriteRange(RowWriter& writer, const RowRange& rows, std::int32_t valuesRow, int step) {
+    if (rows.first <= rows.last) return writer.Write(rows.first, valuesRow, rows.last - rows.first + 1, step);
+    for (std::int32_t row = rows.first; row >= rows.last; --row, valuesRow += step)
+      writer.Write(row, valuesRow, 1, step);
   }
 };
 

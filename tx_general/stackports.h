@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ using Tamrin::TesseraBasic::Table;
 using Tamrin::TesseraBasic::TableData;
 namespace BaseDataStackUtils = Tamrin::TesseraBasic::BaseDataStackUtils;
 namespace PixelTypeUtils = Tamrin::TesseraBasic::PixelTypeUtils;
+
+/// From as many elements on another thread is worth its start.
+inline constexpr std::int64_t kElementsForAThread = 1 << 18;
 
 using StackPtr = boost::shared_ptr<KgdaBaseDataStack>;
 using ScalarPtr = boost::shared_ptr<Scalar>;

@@ -5,6 +5,9 @@
 #include "kcommon/kerr.h"
 
 namespace korven::tx_general {
+
+namespace RangeListHelper = Tamrin::TesseraBasic::RangeListHelper;
+
 namespace {
 
 template <typename W>
@@ -27,9 +30,12 @@ void AddOpacity(KgdaBaseDataStack& colors) {
 boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data) { return ValueThroughScalar<MatrixData>(data); }
 boost::shared_ptr<Table> TableOfValues(const DataPtr& data) { return ValueThroughScalar<TableData>(data); }
 
+RangeListHelper::IndexList ReadIndexList(Operator& op, std::wstring_view port, std::int32_t size) {
+  return {RequirePort(op, port), 0, static_cast<unsigned>(size - 1)};
+}
+
 std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size) {
-  return Tamrin::TesseraBasic::RangeListHelper::GetRangeListFromPortAsUnsignedList(RequirePort(op, port), 0,
-                                                                                   static_cast<unsigned>(size - 1));
+  return RangeListHelper::GetRangeListFromPortAsUnsignedList(RequirePort(op, port), 0, static_cast<unsigned>(size - 1));
 }
 
 void RequireSameSort(Operator& op, const Table& table, const Table& values, const std::wstring& word) {
@@ -51,17 +57,20 @@ StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, 
   return result;
 }
 
-RowWriter::RowWriter(KgdaBaseDataStack& result, const Table& values, KerrException& error) : result_(result) {
-  const KgdaBaseDataStack& from = values.GetStack();
-  for (std::size_t i = 0; i < std::min(from.GetLayerCount(), result.GetLayerCount()); ++i)
-    kgda_AddLayerFrom(converted_, from.GetLayer(i), values.GetCount(), 1, result.GetLayer(0).pixelType, error);
+RowWriter::RowWriter(KgdaBaseDataStack& result, const Table& values, KerrException& error)
+    : result_(result), values_(&values.GetStack()) {
+  const std::size_t layers = std::min(values_->GetLayerCount(), result.GetLayerCount());
+  if (layers == result.GetLayerCount() && values.GetNumberType() == result.GetLayer(0).pixelType) return;
+  for (std::size_t i = 0; i < layers; ++i)
+    kgda_AddLayerFrom(converted_, values_->GetLayer(i), values.GetCount(), 1, result.GetLayer(0).pixelType, error);
   error.Check(__LINE__);
   if (converted_.GetLayerCount() < result.GetLayerCount()) AddOpacity(converted_);
+  values_ = &converted_;
 }
 
-void RowWriter::Write(std::int32_t row, std::int32_t valuesRow) {
+void RowWriter::Write(std::int32_t row, std::int32_t valuesRow, std::int32_t count, int step) {
   for (std::size_t i = 0; i < result_.GetLayerCount(); ++i)
-    kgda_CopyRun(result_.GetLayer(i), row, 0, converted_.GetLayer(i), valuesRow, 0, 1, 1);
+    kgda_CopyRows(result_.GetLayer(i), row, values_->GetLayer(i), valuesRow, count, step);
 }
 
 }  // namespace korven::tx_general

@@ -15,6 +15,7 @@ boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data);
 boost::shared_ptr<Table> TableOfValues(const DataPtr& data);
 
 /// The indices on a range list port, of something of that size.
+Tamrin::TesseraBasic::RangeListHelper::IndexList ReadIndexList(Operator& op, std::wstring_view port, std::int32_t size);
 std::vector<unsigned> ReadIndices(Operator& op, std::wstring_view port, std::int32_t size);
 
 /// The checks of colours and of texts; `values` is the word that the messages use.
@@ -22,15 +23,17 @@ void RequireSameSort(Operator& op, const Table& table, const Table& values, cons
 
 /// A table of that many rows: the first rows of `table`, in a type and as many layers as hold the values too.
 StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, KerrException& error);
-/// Writes a row of the values, which are of the same sort, into a row of the result.
+/// Writes rows of the values, which are of the same sort, into rows of the result. The values have to outlive it.
 class RowWriter {
  public:
   RowWriter(KgdaBaseDataStack& result, const Table& values, KerrException& error);
-  void Write(std::int32_t row, std::int32_t valuesRow);
+  /// Into `count` rows from `row` on: those from `valuesRow` on, or with `step` 0 that one for all.
+  void Write(std::int32_t row, std::int32_t valuesRow, std::int32_t count, int step);
 
  private:
   KgdaBaseDataStack& result_;
   KgdaBaseDataStack converted_;
+  const KgdaBaseDataStack* values_;  ///< converted_ where the values are of another form
 };
 
 }  // namespace korven::tx_general

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <boost/numeric/conversion/cast.hpp>
 #include <cstdint>
 #include <string>
@@ -5,10 +6,12 @@
 
 #include "kcommon/kerr.h"
 #include "stackvalues.h"
+#include "txbasiclib/concurrencyhelper.h"
 
 namespace korven::tx_general {
 
 using Tamrin::TesseraBasic::RangeListData;
+using Tamrin::TesseraBasic::RangeListHelper::IndexList;
 
 inline constexpr OperatorSheet kMatrixSubset{
     .name = L"MatrixSubset",
@@ -65,13 +68,26 @@ class MatrixSubset : public Described<kMatrixSubset> {
   }
 
  private:
-  static void Pick(Kgda_BaseDataLayer& to, const Kgda_BaseDataLayer& from, const std::vector<unsigned>& rows,
-                   const std::vector<unsigned>& columns) {
-    for (std::int32_t row = 0; row < to.rows; ++row) {
-      const auto source = static_cast<std::int32_t>(rows[static_cast<std::size_t>(row)]);
-      kgda_PickElements(kgda_ElementPointer(to, row, 0), kgda_ElementPointer(from, source, 0), from.pixelType,
-                        columns.data(), columns.size());
-    }
+  static bool AreRising(const std::vector<unsigned>& columns) {
+    return std::adjacent_find(columns.begin(), columns.end(), [](unsigned a, unsigned b) { return b != a + 1; }) ==
+           columns.end();
+  }
+
+  void Pick(Kgda_BaseDataLayer& to, const Kgda_BaseDataLayer& from, const std::vector<unsigned>& rows,
+            const std::vector<unsigned>& columns) const {
+    const bool inOnePiece = AreRising(columns);
+    const std::int64_t part = kElementsForAThread / to.columns + 1;
+    Tamrin::TesseraBasic::ForParts(*this, to.rows, part, [&](std::int64_t begin, std::int64_t end) {
+      for (auto row = static_cast<std::int32_t>(begin); row < end; ++row) {
+        const auto source = static_cast<std::int32_t>(rows[static_cast<std::size_t>(row)]);
+        if (inOnePiece) {
+          kgda_CopyRun(to, row, 0, from, source, static_cast<std::int32_t>(columns.front()), to.columns, 1);
+        } else {
+          kgda_PickElements(kgda_ElementPointer(to, row, 0), kgda_ElementPointer(from, source, 0), from.pixelType,
+                            columns.data(), columns.size());
+        }
+      }
+    });
   }
 };
 
@@ -101,14 +117,34 @@ class TableSubset : public Described<kTableSubset> {
 
  protected:
   void OnExecute() override {
+    KerrException error(L"tx_general\\tablesubset", L"korven::tx_general::TableSubset::OnExecute");
     const auto table = GetPortDataAs<Table>(RequirePort(*this, L"TableIn"));
-    const auto rows = ReadIndices(*this, L"RangeList", table->GetCount());
-    if (rows.empty()) SetErrorMessage(L"Could not determine table subset range!");
+    const auto rows = ReadIndexList(*this, L"RangeList", table->GetCount());
+    if (rows.GetCount() == 0) SetErrorMessage(L"Could not determine table subset range!");
     const PortPtr output = RequirePort(*this, L"TableOut");
-    if (rows.size() == 1)
-      WriteShared<ScalarData>(output, table->GetScalarAt(static_cast<std::int32_t>(rows.front())));
-    else
-      WriteShared<TableData>(output, table->GetSubset(rows));
+    if (rows.GetCount() == 1) {
+      rows.ForRanges([&](std::size_t, unsigned row, unsigned) {
+        WriteShared<ScalarData>(output, table->GetScalarAt(static_cast<std::int32_t>(row)));
+      });
+      return;
+    }
+    PublishTable(output, Picked(table->GetStack(), rows, error));
+  }
+
+ private:
+  /// The rows of the list; the bin function stays behind.
+  static StackPtr Picked(const KgdaBaseDataStack& from, const IndexList& rows, KerrException& error) {
+    const auto subset = boost::make_shared<KgdaBaseDataStack>(kgda_BaseDataStackCreate(
+        from.GetLayerCount(), rows.GetCount(), 1, from.GetLayer(0).pixelType, KgdaBaseDataStack::KindTable, error));
+    error.Check(__LINE__);
+    rows.ForPieces([&](std::size_t place, const unsigned* indices, std::size_t count) {
+      for (std::size_t i = 0; i < from.GetLayerCount(); ++i) {
+        Kgda_BaseDataLayer& to = subset->GetLayer(i);
+        kgda_PickElements(kgda_ElementPointer(to, static_cast<std::int32_t>(place), 0), from.GetLayer(i).data,
+                          to.pixelType, indices, count);
+      }
+    });
+    return subset;
   }
 };
 

@@ -5,6 +5,7 @@
 
 #include "kcommon/kgda.h"
 #include "kcommon/kstr.h"
+#include "png.h"
 #include "preview.h"
 #include "txbasiclib/basicvalues.h"
 #include "txlib/basicdata.h"
@@ -91,22 +92,30 @@ char ToByte(double share) {
   return static_cast<char>(static_cast<unsigned char>(std::lround(std::clamp(share, 0.0, 1.0) * 255)));
 }
 
+/// What channels go to: 255 where one is above 1, as in the tables of colour ramp files.
+double ScaleOf(const basic::Table& table) {
+  for (int row = 0; row < table.GetCount(); ++row) {
+    const basic::Color color = table.GetColorAt(row);
+    if (std::max({color.GetRed(), color.GetGreen(), color.GetBlue()}) > 1) return 255;
+  }
+  return 1;
+}
+
 /// A strip from the first colour to the last, upon white where they are not opaque.
 std::string ToStrip(const basic::Table& table) {
   const int count = table.GetCount();
   const int perColor = count >= kStripWidth ? 1 : (kStripWidth + count - 1) / count;
+  const double scale = ScaleOf(table);
   std::string line;
   for (int row = 0; row < count; ++row) {
     const basic::Color color = table.GetColorAt(row);
     const double white = 1 - std::clamp(color.GetOpacity(), 0.0, 1.0);
     for (int pixel = 0; pixel < perColor; ++pixel) {
       for (const double share : {color.GetRed(), color.GetGreen(), color.GetBlue()})
-        line += ToByte(share * (1 - white) + white);
+        line += ToByte(share / scale * (1 - white) + white);
     }
   }
-  std::string picture = "P6\n" + std::to_string(count * perColor) + " " + std::to_string(kStripHeight) + "\n255\n";
-  for (int row = 0; row < kStripHeight; ++row) picture += line;
-  return picture;
+  return ToPng(line, kStripHeight);
 }
 
 template <typename W>
@@ -116,7 +125,7 @@ const typename W::ValueType* ValueIn(const Data& data) {
 }
 
 PreviewFile ToPreviewFile(const basic::Table& table) {
-  if (table.IsColorTable() && table.GetCount() > 0) return {L".ppm", ToStrip(table)};
+  if (table.IsColorTable() && table.GetCount() > 0) return {L".png", ToStrip(table)};
   const KgdaBaseDataStack& stack = table.GetStack();
   std::vector<std::string> names;
   std::vector<const Kgda_BaseDataLayer*> columns;

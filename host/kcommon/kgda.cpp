@@ -9,6 +9,7 @@
 #include <limits>
 #include <new>
 #include <stdexcept>
+#include <string>
 
 #include "kcommon/kstr.h"
 #include "kgdacopy.h"
@@ -154,7 +155,10 @@ KgdaBaseDataStack::~KgdaBaseDataStack() {
 }
 
 Kgda_BaseDataLayer& KgdaBaseDataStack::AddLayer(std::int32_t rows, std::int32_t columns, Kgda_PixelType type) {
-  if (rows < 0 || columns < 0) throw std::invalid_argument("A layer has a negative number of rows or columns");
+  if (rows < 0 || columns < 0) {
+    throw std::invalid_argument("Found a size of " + std::to_string(rows) + " rows and " + std::to_string(columns) +
+                                " columns, expected no negative number");
+  }
   const std::size_t elementSize = kgda_NumBytePerPixelFromType(type);
   if (elementSize == 0) throw std::invalid_argument("A layer has an unknown pixel type");
   Kgda_BaseDataLayer layer;

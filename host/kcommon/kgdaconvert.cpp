@@ -1,3 +1,4 @@
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <complex>
@@ -28,14 +29,10 @@ T FromDouble(double value, const Element<T>& element) {
   if constexpr (std::is_integral_v<T>) {
     value = value >= element.lowest ? value : element.lowest;
     value = value <= element.highest ? value : element.highest;
-    // Adding this much leaves no room for a fraction; unlike a call to round it, a loop of it is vectorised.
+    // Adding this much leaves no room for a fraction, and the number in the lowest bits; unlike a call to round it, a
+    // loop of it is vectorised.
     constexpr double shift = 6755399441055744.0;
-    const double rounded = (value + shift) - shift;
-    if constexpr (std::is_same_v<T, std::uint32_t>) {
-      return static_cast<T>(rounded);
-    } else {
-      return static_cast<T>(static_cast<std::int32_t>(rounded));
-    }
+    return static_cast<T>(std::bit_cast<std::int64_t>(value + shift));
   } else if constexpr (std::is_same_v<T, float>) {
     return ToFloat(value, element.lowest, element.highest);
   } else if constexpr (std::is_same_v<T, std::complex<float>>) {
@@ -112,10 +109,6 @@ void ConvertRow(const From* from, To* to, std::int64_t count, const Element<To>&
       to[i] = Converted(from[i], element);
     }
   }
-}
-
-bool IsContiguous(const Kgda_BaseDataLayer& layer) {
-  return layer.rowStride == layer.elementSize * static_cast<std::size_t>(layer.columns);
 }
 
 /// Between two types that differ.

@@ -6,6 +6,7 @@
 #include "kcommon/kgda.h"
 #include "kcommon/kpxm.h"
 #include "kcommon/kstr.h"
+#include "kgdacopy.h"
 
 namespace {
 
@@ -64,6 +65,27 @@ void kgda_CopyRun(Kgda_BaseDataLayer& to, std::int32_t row, std::int32_t column,
     using T = decltype(element);
     std::fill_n(static_cast<T*>(target), count, *static_cast<const T*>(source));
   });
+}
+
+void kgda_CopyRows(Kgda_BaseDataLayer& to, std::int32_t row, const Kgda_BaseDataLayer& from, std::int32_t fromRow,
+                   std::int32_t count, int step) {
+  if (count <= 0 || to.columns == 0) return;
+  if (to.pixelType != KgdaString && IsContiguous(to) && IsContiguous(from)) {
+    void* const target = kgda_ElementPointer(to, row, 0);
+    const void* const source = kgda_ElementPointer(from, fromRow, 0);
+    if (step == 1) {
+      std::memcpy(target, source, to.rowStride * static_cast<std::size_t>(count));
+      return;
+    }
+    if (step == 0 && to.columns == 1) {
+      VisitWidth(to.pixelType, [=](auto element) {
+        using T = decltype(element);
+        std::fill_n(static_cast<T*>(target), count, *static_cast<const T*>(source));
+      });
+      return;
+    }
+  }
+  for (std::int32_t i = 0; i < count; ++i) kgda_CopyRun(to, row + i, 0, from, fromRow + i * step, 0, to.columns, 1);
 }
 
 Kgda_BaseDataLayer& kgda_AddLayerFrom(KgdaBaseDataStack& stack, const Kgda_BaseDataLayer& from, std::int32_t rows,

@@ -2,21 +2,25 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/make_shared.hpp>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <vector>
 
 #include "asciielement.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
+#include "kcommon/kstr.h"
 #include "textlines.h"
 
 namespace {
 
-/// A line of the file: three to five numbers, and where it stands.
+/// A line of the file: three to five numbers, and where they stand.
 struct ColorLine {
   std::array<double, 5> values{};
+  std::array<std::size_t, 5> columns{};
   std::size_t count = 0;
   std::size_t line = 0;
 };
@@ -32,7 +36,8 @@ struct Places {
 struct ColorLines {
   std::vector<ColorLine> lines;
   bool areHex = false;
-  bool areNamed = false;  ///< the first line said what the columns are
+  bool haveIndex = false;  ///< in front of each hexadecimal colour
+  bool areNamed = false;   ///< the first line said what the columns are
   Places places;
 };
 
@@ -74,9 +79,24 @@ bool ReadNames(TextLines& lines, Places& places) {
   return true;
 }
 
-ColorLine ReadHexLine(TextLines& lines) {
+/// Goes to the colour behind an index, where the line has those two.
+bool SkipIndexOfHex(TextLines& lines) {
+  TextLines ahead = lines;
+  const std::string_view word = ahead.PeekWord();
+  if (!std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; })) return false;
+  ahead.SetPlace(word.data() + word.size());
+  // Only here is it no comment.
+  ahead.SetHashIsData();
+  if (!ahead.NextElement() || !IsHexColor(ahead.PeekWord())) return false;
+  lines.SetPlace(ahead.GetPlace());
+  return true;
+}
+
+/// With or without an index in front, as on the first line.
+ColorLine ReadHexLine(TextLines& lines, bool hasIndex) {
   ColorLine color;
   color.line = lines.GetLineNumber();
+  if (hasIndex && !SkipIndexOfHex(lines)) lines.Fail(L"an index and a colour such as #FF8000");
   const std::string_view word = lines.PeekWord();
   if (!IsHexColor(word)) lines.Fail(L"a colour such as #FF8000");
   const std::string_view digits = WithoutHexMark(word);
@@ -86,6 +106,7 @@ ColorLine ReadHexLine(TextLines& lines) {
     color.values[color.count] = value;
   }
   lines.SetPlace(word.data() + word.size());
+  if (lines.NextElement()) lines.Fail(L"the end of the line");
   return color;
 }
 
@@ -95,8 +116,10 @@ ColorLine ReadNumberLine(TextLines& lines) {
   while (lines.NextElement()) {
     if (color.count == color.values.size()) lines.Fail(L"the end of the line after five numbers");
     const char* const place = lines.GetPlace();
+    const std::size_t column = lines.GetColumn();
     const double value = ReadNumber(lines);
     if (!(value >= 0)) lines.FailAt(place, L"a number from 0 on");
+    color.columns[color.count] = column;
     color.values[color.count++] = value;
   }
   if (color.count < 3) lines.FailAt(lines.GetLineEnd(), L"red, green and blue");
@@ -119,13 +142,16 @@ ColorLines ReadLines(std::string_view text) {
         continue;
       }
     }
-    if (colors.lines.empty()) colors.areHex = IsHexColor(lines.PeekWord());
+    if (colors.lines.empty()) {
+      TextLines ahead = lines;
+      colors.haveIndex = SkipIndexOfHex(ahead);
+      colors.areHex = colors.haveIndex || IsHexColor(lines.PeekWord());
+    }
     if (!colors.areHex) {
       if (!lines.NextElement()) lines.Fail(L"red, green and blue");
       colors.lines.push_back(ReadNumberLine(lines));
     } else {
-      colors.lines.push_back(ReadHexLine(lines));
-      if (lines.NextElement()) lines.Fail(L"the end of the line");
+      colors.lines.push_back(ReadHexLine(lines, colors.haveIndex));
     }
     const ColorLine &first = colors.lines.front(), &last = colors.lines.back();
     if (last.count != first.count)
@@ -134,17 +160,19 @@ ColorLines ReadLines(std::string_view text) {
   return colors;
 }
 
-/// True where the first column counts the lines up, and is not a channel of a grey ramp with opacity.
+/// True where the first column counts the lines up, and is neither a channel of a grey ramp with opacity nor the only
+/// one that isn't the same on all lines.
 bool BeginsWithIndex(const std::vector<ColorLine>& lines) {
   if (lines.front().count == 5) return true;
   if (lines.front().count != 4 || lines.size() < 2) return false;
-  bool isGrey = true;
+  bool isGrey = true, isOneColor = true;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     const auto& values = lines[i].values;
     if (values[0] != lines[0].values[0] + static_cast<double>(i)) return false;
     isGrey = isGrey && values[0] == values[1] && values[1] == values[2];
+    isOneColor = isOneColor && std::equal(values.begin() + 1, values.end(), lines[0].values.begin() + 1);
   }
-  return lines[0].values[0] <= 1 && !isGrey;
+  return lines[0].values[0] <= 1 && !isGrey && !isOneColor;
 }
 
 Places PlacesOf(const ColorLines& colors) {
@@ -166,8 +194,12 @@ double ScaleOf(const std::vector<ColorLine>& lines, std::initializer_list<int> c
   double highest = 0;
   for (const ColorLine& line : lines) {
     for (const int column : columns) {
-      const double value = line.values[static_cast<std::size_t>(column)];
-      if (value > 255) throw TextFault(line.line, 1, std::to_wstring(value), L"numbers from 0 to 255, or from 0 to 1");
+      const auto place = static_cast<std::size_t>(column);
+      const double value = line.values[place];
+      if (value > 255) {
+        throw TextFault(line.line, line.columns[place], kstr_ShortestDouble(value),
+                        L"a number from 0 to 255, or from 0 to 1");
+      }
       highest = std::max(highest, value);
     }
   }
@@ -207,12 +239,28 @@ KgdaBaseDataStack ColorRampFromText(std::string_view text, const std::wstring& s
   return KgdaBaseDataStack(KgdaBaseDataStack::KindTable);
 }
 
-KgdaBaseDataStack ColorRampFromFile(const std::wstring& fileName, KerrException& error) {
+namespace korven::kCommon {
+
+boost::shared_ptr<ColorRamp> ColorRampFromFile(const std::wstring& fileName, KerrException& error) {
   try {
     const std::wstring name = kfnp_FileNameEvaluateEnv(fileName, error);
-    if (!error.IsPending()) return ColorRampFromText(kfio::ReadBytes(name), name, error);
+    if (error.IsPending()) return nullptr;
+    const KgdaBaseDataStack stack = ColorRampFromText(kfio::ReadBytes(name), name, error);
+    if (error.IsPending()) return nullptr;
+    const auto byteAt = [&stack](std::size_t layer, std::int32_t row) {
+      if (layer >= stack.GetLayerCount()) return std::uint8_t{255};
+      return static_cast<std::uint8_t>(std::lround(kgda_ElementAsDouble(stack.GetLayer(layer), row, 0) * 255));
+    };
+    std::vector<Color> colors(static_cast<std::size_t>(stack.GetLayer(0).rows));
+    for (std::size_t i = 0; i < colors.size(); ++i) {
+      const auto row = static_cast<std::int32_t>(i);
+      colors[i] = {byteAt(0, row), byteAt(1, row), byteAt(2, row), byteAt(3, row)};
+    }
+    return boost::make_shared<ColorRamp>(std::move(colors));
   } catch (...) {
     kerr_LogCurrentException(error, __LINE__);
   }
-  return KgdaBaseDataStack(KgdaBaseDataStack::KindTable);
+  return nullptr;
 }
+
+}  // namespace korven::kCommon

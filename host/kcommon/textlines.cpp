@@ -80,6 +80,8 @@ std::string_view TextLines::PeekWord() const {
   return {place_, static_cast<std::size_t>(end - place_)};
 }
 
+std::size_t TextLines::GetColumn() const { return CharacterCount(lineStart_, place_) + 1; }
+
 void TextLines::Fail(const std::wstring& expected) const { FailAt(place_, expected); }
 
 void TextLines::FailAt(const char* place, const std::wstring& expected) const {

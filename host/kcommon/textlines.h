@@ -50,6 +50,8 @@ class TextLines {
   bool EndsElementAt(const char* place) const { return place == end_ || EndsElement(*place) || *place == '#'; }
 
   std::size_t GetLineNumber() const { return line_; }
+  /// Of the place, counted in characters from 1.
+  std::size_t GetColumn() const;
   std::size_t GetRestSize() const { return static_cast<std::size_t>(textEnd_ - next_); }
 
   /// Raises with the word at the place, by default where the walk stands.

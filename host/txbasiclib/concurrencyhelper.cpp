@@ -5,11 +5,15 @@
 #include <tbb/task_group.h>
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "txlib/model.h"
 
@@ -147,6 +151,39 @@ void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
   if (!state.failure) return;
   Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
   std::rethrow_exception(std::exchange(state.failure, nullptr));
+}
+
+void ForParts(const Tessera::Operator& op, std::int64_t count, std::int64_t part,
+              const boost::function<void(std::int64_t begin, std::int64_t end)>& work) {
+  const auto environment = op.GetEnvironment();
+  const std::int64_t allowed = std::min(environment->GetNumThreads(), std::thread::hardware_concurrency());
+  const std::int64_t threads = std::min(allowed, count / std::max<std::int64_t>(part, 1));
+  if (threads < 2 || arenaThreads > 0) {
+    if (count > 0) work(0, count);
+    return;
+  }
+  std::atomic<std::int64_t> next{0};
+  std::mutex mutex;
+  std::exception_ptr failure;
+  const auto takeParts = [&] {
+    try {
+      for (std::int64_t begin; (begin = next.fetch_add(part)) < count;) work(begin, std::min(count, begin + part));
+    } catch (...) {
+      next = count;
+      const std::lock_guard lock(mutex);
+      if (!failure) failure = std::current_exception();
+    }
+  };
+  std::vector<std::thread> others;
+  try {
+    others.reserve(static_cast<std::size_t>(threads));
+    for (std::int64_t other = 1; other < threads; ++other) others.emplace_back(takeParts);
+  } catch (const std::system_error&) {
+    // Those that are there do it.
+  }
+  takeParts();
+  for (std::thread& other : others) other.join();
+  if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace Tamrin::TesseraBasic

@@ -111,6 +111,10 @@ void kgda_PickElements(void* to, const void* from, Kgda_PixelType type, const un
 /// Copies `count` elements of a row between layers of one type; with `step` 0 the first one again and again.
 void kgda_CopyRun(Kgda_BaseDataLayer& to, std::int32_t row, std::int32_t column, const Kgda_BaseDataLayer& from,
                   std::int32_t fromRow, std::int32_t fromColumn, std::int32_t count, int step);
+/// Copies `count` whole rows between layers of one type and number of columns that do not overlap; with `step` 0 the
+/// first one again and again.
+void kgda_CopyRows(Kgda_BaseDataLayer& to, std::int32_t row, const Kgda_BaseDataLayer& from, std::int32_t fromRow,
+                   std::int32_t count, int step = 1);
 /// Appends a layer of that size and type, which holds what of `from` lies within it, converted.
 Kgda_BaseDataLayer& kgda_AddLayerFrom(KgdaBaseDataStack& stack, const Kgda_BaseDataLayer& from, std::int32_t rows,
                                       std::int32_t columns, Kgda_PixelType type, KerrException& error);
@@ -141,7 +145,7 @@ enum class Kgda_PlainText {
   Numbers,  ///< lines of numbers
   Texts,    ///< lines of texts; those of a table or scalar are one element each
   Complex,
-  Colors  ///< a colour on each line; see ColorRampFromFile
+  Colors  ///< a colour on each line; see ColorRampFromText
 };
 /// The stack in a text, in the element type of its header; without one Float64, String or Complex128. `source` is
 /// named in messages, which tell line, column, what was found and what was expected. A table has one column, a

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
 #include <string>
+#include <vector>
 
 #include "txbasiclib/basicvalues.h"
 #include "txlib/conversion.h"
@@ -55,7 +57,31 @@ boost::shared_ptr<KgdaBaseDataStack> GetBaseDataStackPtr(const boost::shared_ptr
 namespace RangeListHelper {
 /// Each range of the port's list as unsigned indices within the bounds, in the order given (a start above its
 /// end counts down). Fractions are truncated; a range outside the bounds raises a message that names the port
-/// and the bounds. An absent optional port gives an empty vector.
+/// and the bounds. An absent optional port gives no indices.
+class IndexList {
+ public:
+  IndexList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum, unsigned maximum);
+
+  std::size_t GetCount() const { return count_; }
+  /// The ranges one by one, each with the place of its first index among all.
+  void ForRanges(const boost::function<void(std::size_t place, unsigned first, unsigned last)>& work) const;
+  /// The indices in pieces, each with its place among all, in no order and on as many threads as the run has.
+  void ForPieces(
+      const boost::function<void(std::size_t place, const unsigned* indices, std::size_t count)>& work) const;
+
+ private:
+  void CountIndices(const tessera::Port& port, unsigned minimum, unsigned maximum);
+  void GivePieces(
+      std::size_t begin, std::size_t end,
+      const boost::function<void(std::size_t place, const unsigned* indices, std::size_t count)>& work) const;
+
+  boost::shared_ptr<tessera::Operator> op_;
+  boost::shared_ptr<const RangeVector> ranges_;
+  std::vector<std::size_t> places_;  ///< of the first index of each block of ranges
+  std::size_t count_ = 0;
+};
+
+/// The same as one vector.
 std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum,
                                                          unsigned maximum);
 }  // namespace RangeListHelper

@@ -3,9 +3,11 @@
 #include <boost/function.hpp>
 #include <boost/logic/tribool.hpp>
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
 #include <memory>
 
 #include "txlib/datarequest.h"
+#include "txlib/operator.h"
 #include "txlib/port.h"
 
 namespace Tamrin::TesseraBasic {
@@ -32,5 +34,11 @@ class ConcurrencyHelper {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+/// Work on elements that do not depend on one another: calls with parts that together are 0 to `count` - 1, of about
+/// `part` each, on as many threads as the operator's run has. With too little work for two threads, and inside a pull
+/// of a helper, whose threads are busy, all of it is one call. The work must not raise.
+void ForParts(const Tessera::Operator& op, std::int64_t count, std::int64_t part,
+              const boost::function<void(std::int64_t begin, std::int64_t end)>& work);
 
 }  // namespace Tamrin::TesseraBasic

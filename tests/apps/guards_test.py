@@ -4,10 +4,12 @@ import json
 import os
 import pathlib
 import signal
+import struct
 import subprocess
 import tempfile
 import time
 import unittest
+import zlib
 
 PROGRAM = os.environ["TESSERA"]
 FINDER = {"ports": [{"name": "Text", "alias": "find.StringIn"}, {"name": "Found", "alias": "find.StringOut"}],
@@ -169,16 +171,42 @@ class PreviewTest(GuardsTest):
                 self.assertIn(word, file.read_text(encoding="utf-8"))
 
     def test_a_colour_table_is_a_strip(self):
-        table = {"Type": "VANTIX.Table", "Value": {"Colors": [[1, 0, 0, 1], [0, 0, 1, 1], [0, 0, 0, 0.5]]}}
-        file, = self.preview([table])
-        self.assertEqual(file.suffix, ".ppm")
-        kind, size, most, pixels = file.read_bytes().split(b"\n", 3)
-        width, height = map(int, size.split())
-        self.assertEqual((kind, most, len(pixels)), (b"P6", b"255", 3 * width * height))
-        third = width // 3
-        for row in (0, height - 1):
-            seen = [tuple(pixels[3 * (row * width + column):][:3]) for column in (0, third - 1, third, 3 * third - 1)]
-            self.assertEqual(seen, [(255, 0, 0), (255, 0, 0), (0, 0, 255), (128, 128, 128)])
+        colors = [[1, 0, 0, 1], [0, 0, 1, 1], [0, 0, 0, 0.5]]
+        # As the tables of colour ramp files have them.
+        bytes_of = [[red * 255, green * 255, blue * 255, opacity] for red, green, blue, opacity in colors]
+        tables = [{"Type": "VANTIX.Table", "Value": {"Colors": rows}} for rows in (colors, bytes_of)]
+        for file in self.preview(tables):
+            self.assertEqual(file.suffix, ".png")
+            width, height, rows = self.read_png(file.read_bytes())
+            third = width // 3
+            for row in (rows[0], rows[height - 1]):
+                self.assertEqual([row[column] for column in (0, third - 1, third, 3 * third - 1)],
+                                 [(255, 0, 0), (255, 0, 0), (0, 0, 255), (128, 128, 128)])
+
+    def test_a_long_colour_table_has_a_pixel_for_each(self):
+        table = {"Type": "VANTIX.Table", "Value": {"Colors": [[row / 2999, 0, 0, 1] for row in range(3000)]}}
+        width, _, rows = self.read_png(self.preview([table])[0].read_bytes())
+        self.assertEqual(width, 3000)
+        self.assertEqual([pixel[0] for pixel in rows[0]], [int(row / 2999 * 255 + 0.5) for row in range(3000)])
+
+    def read_png(self, data):
+        """Width, height and the rows of pixels of a picture of three bytes a pixel, without filters."""
+        self.assertEqual(data[:8], b"\x89PNG\r\n\x1a\n")
+        chunks, place = {}, 8
+        while place < len(data):
+            size, name = struct.unpack(">I4s", data[place:place + 8])
+            chunks[name] = data[place + 8:place + 8 + size]
+            check, = struct.unpack(">I", data[place + 8 + size:place + 12 + size])
+            self.assertEqual(check, zlib.crc32(name + chunks[name]))
+            place += 12 + size
+        self.assertEqual(list(chunks), [b"IHDR", b"IDAT", b"IEND"])
+        width, height, depth, kind, *rest = struct.unpack(">IIBBBBB", chunks[b"IHDR"])
+        self.assertEqual((depth, kind, rest), (8, 2, [0, 0, 0]))
+        pixels = zlib.decompress(chunks[b"IDAT"])
+        self.assertEqual(len(pixels), height * (1 + 3 * width))
+        lines = [pixels[row * (1 + 3 * width):(row + 1) * (1 + 3 * width)] for row in range(height)]
+        self.assertEqual({line[0] for line in lines}, {0})
+        return width, height, [[tuple(line[1 + 3 * column:4 + 3 * column]) for column in range(width)] for line in lines]
 
     def test_names_are_safe_and_of_one_port_each(self):
         inner = {"operators": [{"id": "view", "operator": "VANTIX.Preview", "values": {"Input1": "inner"}}]}

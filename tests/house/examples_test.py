@@ -2,6 +2,7 @@
 
     TESSERA=PROGRAM examples_test.py ROOT
 """
+import colorsys
 import fcntl
 import json
 import os
@@ -19,7 +20,7 @@ LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
            "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
-           "weights.tsmx", "batch.tsmx"}
+           "weights.tsmx", "batch.tsmx", "color-ramp.tsmx"}
 
 
 def read(path):
@@ -377,11 +378,32 @@ class ExamplesTest(unittest.TestCase):
         self.assertEqual(written[1:], written[:1] * 2)
         self.assertEqual(os.listdir(self.temporary), [])
 
+    def test_color_ramp(self):
+        folder = os.path.join(self.folder, "shown")
+        outputs, _ = self.run_example("color-ramp.tsmx", "--preview", folder,
+                                      "--set", "RampFile=" + os.path.join(EXAMPLES, "sunset.lut"))
+        colors = outputs["Colors"]["Value"]["Colors"]
+        self.assertEqual(colors[0], [0, 0, 0, 1])
+        greys = [0.2 + 0.8 * row / 9 for row in range(10)]
+        # Bins of ten percent: those from 20 to 80 reach into the range, whose ten levels are five percent each.
+        levels = {row: max(0, int((10 * row - 25) / 5)) for row in range(2, 8)}
+        for row, grey in enumerate(greys):
+            expected = [grey] * 3
+            if row in levels:
+                expected = colorsys.hls_to_rgb((1 - levels[row] / 9) * 2 / 3, 0.5, 1)
+            for found, wanted in zip(colors[row + 1], expected):
+                self.assertAlmostEqual(found, wanted, places=9)
+        counts = [812, 640, 455, 360, 222, 140, 77, 40, 12, 3]
+        middles = [sum(counts[:row]) + count / 2 for row, count in enumerate(counts)]
+        self.assertEqual([color[1] for color in outputs["SameArea"]["Value"]["Colors"]],
+                         [1 - int(middle / sum(counts) * 3) / 2 for middle in middles])
+        self.assertEqual(sorted(os.listdir(folder)), ["view-Input1.png", "view-Input2.png"])
+
     def test_preview(self):
         folder = os.path.join(self.folder, "shown")
         self.run_example("preview.tsmx", "--preview", folder)
         self.assertEqual(sorted(os.listdir(folder)), ["files-Input1.txt", "values-Table_and_ramp-Input1.csv",
-                                                      "values-Table_and_ramp-Input2.ppm"])
+                                                      "values-Table_and_ramp-Input2.png"])
         for name in os.listdir(LICENCES):
             self.assertIn(name, read(os.path.join(folder, "files-Input1.txt")))
         self.assertEqual(read(os.path.join(folder, "values-Table_and_ramp-Input1.csv")), "row,value\n0,3\n1,1\n2,2\n")

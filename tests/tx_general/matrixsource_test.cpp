@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <limits>
+
 #include "tx_general/rows.h"
 #include "tx_general/stackvalues.h"
 
@@ -66,6 +69,32 @@ TEST(CustomMatrixSource, EachLayerHasItsOwnSum) {
   ASSERT_TRUE(host.Run());
   EXPECT_THAT(Elements(host.Existing(L"op.Matrix")), ElementsAre(0.25, 0.75, 0.5, 0.5));
   EXPECT_EQ(Elements(Shared<basic::MatrixData>(matrix)), (Numbers{1, 3, 5, 5}));
+}
+
+/// The sum goes through the elements one after the other.
+TEST(CustomMatrixSource, SumsAreThoseOfTheOrder) {
+  constexpr std::int32_t rows = 700, columns = 800;
+  const auto whole = [](std::int32_t i) { return (i % 1000) - 300.0; };
+  const auto fractions = [](std::int32_t i) { return 0.1 * (i % 77) - 1; };
+  const auto oneFraction = [](std::int32_t i) { return i == rows * columns - 5 ? 0.5 : 3.0; };
+  const auto tooLarge = [](std::int32_t i) { return i % 2 ? 9007199254740993.0 * 3 : 1.0; };
+  const auto notWhole = [](std::int32_t i) { return i == 9 ? std::numeric_limits<double>::infinity() : 1.0; };
+  const std::function<double(std::int32_t)> values[] = {whole, fractions, oneFraction, tooLarge, notWhole};
+  for (const auto& value : values) {
+    const auto matrix = basic::CreateMatrix(rows, columns, KgdaFloat64);
+    auto* const elements = static_cast<double*>(matrix->GetMutableStack().GetLayer(0).data);
+    double sum = 0;
+    for (std::int32_t i = 0; i < rows * columns; ++i) sum += elements[i] = value(i);
+    ModelHost host;
+    host.Add(L"CustomMatrixInput", L"op");
+    host.Set(L"op.Value", Shared<basic::MatrixData>(matrix)).Set(L"op.Normalize", true);
+    ASSERT_TRUE(host.Run());
+    const auto* const found = static_cast<const double*>(StackOf(host.Existing(L"op.Matrix")).GetLayer(0).data);
+    for (std::int32_t i = 0; i < rows * columns; ++i) {
+      const double expected = elements[i] / sum;
+      ASSERT_TRUE(found[i] == expected || (found[i] != found[i] && expected != expected)) << i;
+    }
+  }
 }
 
 TEST(CustomMatrixSource, OnlyPlainNumbersCanBeNormalised) {

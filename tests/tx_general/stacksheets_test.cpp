@@ -105,6 +105,21 @@ TEST(StackSheets, AreAsInTheCatalogue) {
       {L"ResizeTable",
        "Resize Table; Data Generation; OpCategory_Descriptor.ico; ; ",
        {"TableIn in Table", "NumRows in Unsigned", "InitialValues in Scalar Table optional", "TableOut out Table"}},
+      {L"AddBackgroundRow",
+       "Add Background Row; Data Generation; OpCategory_Descriptor.ico; ; Table",
+       {"TableOut out Table", "TableIn in Table"}},
+      {L"RemoveBackgroundRow",
+       "Remove Background Row; Data Generation; OpCategory_Descriptor.ico; ; ",
+       {"TableOut out Table", "TableIn in Table"}},
+      {L"ColorRampInput",
+       "Color Ramp Input; Input|Color; Band_Pseudo.ico; ; ",
+       {"Filename in File" + yes + " | Color Ramp (*.lut) | *.lut | text", "ColorTable out Table"}},
+      {L"CreateColorRamp",
+       "Create Color Ramp; Color; Band_Pseudo.ico; ; ",
+       {"ColorRampIn in Table optional hidden", "Histogram in List Table RasterStats optional",
+        "NumBins in Unsigned optional", "Method in String optional", "SliceType in String optional hidden",
+        "HueDirection in String optional", "StartColor in Color", "EndColor in Color", "NumLevels in Unsigned optional",
+        "StartValue in Double optional", "EndValue in Double optional", "ColorRampOut out Table"}},
   };
   for (const StackSheet& sheet : sheets) {
     SCOPED_TRACE(::testing::PrintToString(std::wstring(sheet.name)));

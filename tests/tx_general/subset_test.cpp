@@ -135,4 +135,48 @@ TEST(TableSubset, RowsOutsideAreRaised) {
   EXPECT_EQ(table->GetSubset({})->GetCount(), 0);
 }
 
+TEST(Subsets, LargeOnesOnThreads) {
+  constexpr std::int32_t rows = 1200, columns = 1000;
+  const auto matrix = basic::CreateMatrix(rows, columns, KgdaInt32);
+  for (std::int32_t row = 0; row < rows; ++row)
+    for (std::int32_t column = 0; column < columns; ++column)
+      kgda_SetElementFromDouble(matrix->GetMutableStack().GetLayer(0), row, column, row * columns + column);
+  const DataPtr input = Shared<basic::MatrixData>(matrix);
+  for (const bool isBackwards : {false, true}) {
+    ModelHost host;
+    Prepare(host, Subset("", input, {{rows - 1, 0}}, {{isBackwards ? columns - 1 : 0, isBackwards ? 0 : columns - 1}},
+                         nullptr));
+    ASSERT_TRUE(host.Run());
+    const auto& subset = StackOf(host.Existing(L"op.MatrixOut")).GetLayer(0);
+    for (std::int32_t row = 0; row < rows; ++row)
+      for (std::int32_t column = 0; column < columns; ++column)
+        ASSERT_EQ(kgda_ElementAsDouble(subset, row, column),
+                  (rows - 1 - row) * columns + (isBackwards ? columns - 1 - column : column));
+  }
+
+  Numbers numbers(1'000'000);
+  for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] = static_cast<double>(i);
+  Bounds picked;
+  for (unsigned i = 0; i < 600'000; ++i) picked.emplace_back(i * 7919 % 1'000'000, i * 7919 % 1'000'000);
+  ModelHost host;
+  Prepare(host, TableRow("", TableValue(numbers, KgdaInt32), picked, nullptr));
+  ASSERT_TRUE(host.Run());
+  const auto& subset = StackOf(host.Existing(L"op.TableOut")).GetLayer(0);
+  ASSERT_EQ(subset.rows, 600'000);
+  for (std::int32_t row = 0; row < subset.rows; ++row)
+    ASSERT_EQ(kgda_ElementAsDouble(subset, row, 0), picked[static_cast<std::size_t>(row)].first);
+}
+
+TEST(MatrixSubset, BeyondTwoToTheThirtyOneElements) {
+  constexpr std::int32_t side = 50'000;
+  const auto matrix = basic::CreateMatrix(side, side, KgdaUInt8);
+  auto* const bytes = static_cast<std::uint8_t*>(matrix->GetMutableStack().GetLayer(0).data);
+  bytes[2'499'999'999] = 7;  // the last
+  bytes[2'499'949'998] = 5;  // the last but one of the row before
+  ModelHost host;
+  Prepare(host, Subset("", Shared<basic::MatrixData>(matrix), {{side - 1, side - 2}}, {{side - 2, side - 1}}, nullptr));
+  ASSERT_TRUE(host.Run());
+  EXPECT_THAT(Elements(host.Existing(L"op.MatrixOut")), ElementsAre(0, 7, 5, 0));
+}
+
 }  // namespace

@@ -152,4 +152,52 @@ TEST(Concurrency, ManyRunsOneAfterTheOtherKeepToTheirThreads) {
   EXPECT_LE(ThreadsOfThisProcess(), threads + 2);
 }
 
+TEST(Concurrency, PartsCoverAllOnce) {
+  for (const unsigned threads : {0U, 1U, 2U, 7U}) {
+    for (const std::int64_t count : {std::int64_t{0}, std::int64_t{1}, std::int64_t{99}, std::int64_t{1000}}) {
+      Job job;
+      job.model->GetEnvironment()->SetNumThreads(threads);
+      std::vector<int> seen(static_cast<std::size_t>(count));
+      Tamrin::TesseraBasic::ForParts(*job.worker, count, 10, [&](std::int64_t begin, std::int64_t end) {
+        for (std::int64_t i = begin; i < end; ++i) ++seen[static_cast<std::size_t>(i)];
+      });
+      EXPECT_EQ(seen, std::vector<int>(static_cast<std::size_t>(count), 1));
+    }
+  }
+}
+
+TEST(Concurrency, PartsStayOnOneThreadWhereThatIsAsked) {
+  Job job;
+  job.model->GetEnvironment()->SetNumThreads(0);
+  int calls = 0;
+  Tamrin::TesseraBasic::ForParts(*job.worker, 1000, 10, [&](std::int64_t begin, std::int64_t end) {
+    EXPECT_EQ(begin, 0);
+    EXPECT_EQ(end, 1000);
+    ++calls;
+  });
+  EXPECT_EQ(calls, 1);
+  // Nor do they make threads where those of a helper are at work.
+  Job busy;
+  busy.model->GetEnvironment()->SetNumThreads(2);
+  busy.worker->work = [&busy](int index) {
+    int parts = 0;
+    Tamrin::TesseraBasic::ForParts(*busy.worker, 1000, 10, [&](std::int64_t, std::int64_t) { ++parts; });
+    EXPECT_EQ(parts, 1);
+    return index;
+  };
+  busy.Run(20);
+}
+
+TEST(Concurrency, AFailureOfAPartIsRaised) {
+  for (const unsigned threads : {0U, 2U}) {
+    Job job;
+    job.model->GetEnvironment()->SetNumThreads(threads);
+    EXPECT_THROW(Tamrin::TesseraBasic::ForParts(*job.worker, 1000, 10,
+                                                [](std::int64_t, std::int64_t end) {
+                                                  if (end > 500) throw std::out_of_range("a part");
+                                                }),
+                 std::out_of_range);
+  }
+}
+
 }  // namespace

@@ -135,4 +135,45 @@ TEST(RangeIndices, AnAbsentOptionalPortGivesNone) {
   EXPECT_THROW(RangeListHelper::GetRangeListFromPortAsUnsignedList(reader->GetPort(L"Rows"), 0, 5), std::exception);
 }
 
+/// Enough for several threads, of long ranges and of short ones, up and down.
+TEST(RangeIndices, ManyInPiecesOnThreads) {
+  RangeVector ranges;
+  std::vector<unsigned> expected;
+  const auto add = [&](unsigned first, unsigned last) {
+    ranges.emplace_back(first, last);
+    for (unsigned index = first; index != last; first < last ? ++index : --index) expected.push_back(index);
+    expected.push_back(last);
+  };
+  add(0, 700'000);
+  for (unsigned i = 0; i < 300'000; ++i) add(i * 7919 % 1'000'000, i * 7919 % 1'000'000);
+  add(600'000, 1);
+  for (unsigned i = 0; i < 5'000; ++i) add(i, i % 2 ? i / 2 : i + 9);
+  const auto reader = MakeReader();
+  reader->GetPort(L"Rows")->SetData(tx::MakeData<RangeListData>(ranges));
+  EXPECT_EQ(RangeListHelper::GetRangeListFromPortAsUnsignedList(reader->GetPort(L"Rows"), 0, 1'000'000), expected);
+
+  const RangeListHelper::IndexList list(reader->GetPort(L"Rows"), 0, 1'000'000);
+  ASSERT_EQ(list.GetCount(), expected.size());
+  std::size_t next = 0, count = 0;
+  list.ForRanges([&](std::size_t place, unsigned first, unsigned last) {
+    EXPECT_EQ(place, next);
+    EXPECT_EQ(ranges[count].GetStart(), first);
+    EXPECT_EQ(ranges[count].GetEnd(), last);
+    next += (first < last ? last - first : first - last) + 1;
+    ++count;
+  });
+  EXPECT_EQ(count, ranges.size());
+
+  // The first that is outside is told, wherever it stands.
+  ranges[200'000] = RangeClass(0, 1'000'001);
+  ranges[300'003] = RangeClass(-7, 0);
+  reader->GetPort(L"Rows")->SetData(tx::MakeData<RangeListData>(ranges));
+  try {
+    RangeListHelper::GetRangeListFromPortAsUnsignedList(reader->GetPort(L"Rows"), 0, 1'000'000);
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const std::exception& error) {
+    EXPECT_STREQ(error.what(), "Range 0:1000001 on port(Rows) is outside the bounds 0 to 1000000.");
+  }
+}
+
 }  // namespace
