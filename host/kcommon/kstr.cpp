@@ -54,9 +54,7 @@ void DecodeAll(std::string_view bytes, std::wstring& text, OnBad bad) {
   text.clear();
   text.reserve(bytes.size());
   for (const char* place = begin; place != end;) {
-    const std::size_t run = AsciiRun(place, end);
-    text.append(place, place + run);
-    place += run;
+    place = AppendAscii(place, end, text);
     if (place == end) return;
     const Utf8Step step = DecodeUtf8(place, end);
     if (step.kind == Utf8Step::Kind::Character) {
@@ -101,6 +99,23 @@ std::wstring kstr_PathExpand(const std::wstring& text) {
       result.append(text, i, reference.length);
     }
     i += reference.length;
+  }
+  return result;
+}
+
+void kstr_ConvertPathNT(std::wstring& /*path*/) {}
+
+std::wstring kstr_Sprintf(std::wstring_view format, const std::vector<std::wstring>& texts) {
+  std::wstring result;
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    const wchar_t kind = format[i] == L'%' && i + 1 < format.size() ? format[i + 1] : L'\0';
+    const bool isText = kind == L's' && next < texts.size();
+    if (isText || kind == L'%') ++i;
+    if (isText)
+      result += texts[next++];
+    else
+      result += kind == L'%' ? kind : format[i];
   }
   return result;
 }

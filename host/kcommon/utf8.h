@@ -1,6 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
 
 /// One step of a strict UTF-8 decoder (Unicode 14, table 3-7): no overlong forms, surrogates or values above
 /// U+10FFFF.
@@ -34,6 +38,29 @@ inline Utf8Step DecodeUtf8(const char* bytes, const char* end) {
 /// How many bytes from `bytes` on are ASCII.
 inline std::size_t AsciiRun(const char* bytes, const char* end) {
   const char* place = bytes;
+  for (std::uint64_t eight = 0; end - place >= 8; place += 8) {
+    std::memcpy(&eight, place, sizeof eight);
+    if ((eight & 0x8080808080808080U) != 0) break;
+  }
   while (place != end && static_cast<unsigned char>(*place) < 0x80) ++place;
   return static_cast<std::size_t>(place - bytes);
+}
+
+/// ASCII as wide characters.
+inline void Widen(const char* bytes, std::size_t count, wchar_t* text) {
+  for (std::size_t i = 0; i < count; ++i) text[i] = static_cast<wchar_t>(bytes[i]);
+}
+
+/// Appends the ASCII from `bytes` on, and gives where it ends.
+inline const char* AppendAscii(const char* bytes, const char* end, std::wstring& text) {
+  constexpr std::size_t kPiece = 1024;  // which stays in the fastest memory
+  wchar_t piece[kPiece];
+  for (std::size_t run = AsciiRun(bytes, end); run > 0;) {
+    const std::size_t count = std::min(run, kPiece);
+    Widen(bytes, count, piece);
+    text.append(piece, count);
+    bytes += count;
+    run -= count;
+  }
+  return bytes;
 }
