@@ -102,9 +102,10 @@ std::size_t TextDecoder::DecodeUtf8Bytes(std::string_view bytes, bool last) {
   const char* const begin = bytes.data();
   const char* const end = begin + bytes.size();
   const char* place = begin;
+  WideWriter writer(text_);
   while (place != end && left_ > 0) {
     if (static_cast<unsigned char>(*place) < 0x80) {
-      place += TakeAscii(place, AsciiRun(place, end));
+      place += TakeAscii(place, AsciiRun(place, end), writer);
       continue;
     }
     const Utf8Step step = DecodeUtf8(place, end);
@@ -116,7 +117,7 @@ std::size_t TextDecoder::DecodeUtf8Bytes(std::string_view bytes, bool last) {
                static_cast<std::size_t>(place - begin), std::count(begin, place, '\n'));
       break;
     }
-    TakeCharacter(step.code);
+    TakeCharacter(step.code, writer);
     place += step.length;
   }
   line_ += static_cast<std::uint64_t>(std::count(begin, place, '\n'));
@@ -134,6 +135,7 @@ std::size_t TextDecoder::DecodeUtf16Bytes(std::string_view bytes, bool last) {
     return place;
   };
   std::size_t place = 0;
+  WideWriter writer(text_);
   while (place + 1 < bytes.size() && left_ > 0) {
     char32_t code = unit(place);
     std::size_t length = 2;
@@ -147,7 +149,7 @@ std::size_t TextDecoder::DecodeUtf16Bytes(std::string_view bytes, bool last) {
       code = 0x10000 + ((code - 0xD800) << 10) + (second - 0xDC00);
       length = 4;
     }
-    TakeCharacter(code);
+    TakeCharacter(code, writer);
     if (code == U'\n') ++line_;
     place += length;
   }
@@ -157,33 +159,34 @@ std::size_t TextDecoder::DecodeUtf16Bytes(std::string_view bytes, bool last) {
 
 std::size_t TextDecoder::DecodeBytes(std::string_view bytes) {
   std::size_t place = 0;
+  WideWriter writer(text_);
   while (place < bytes.size() && left_ > 0) {
     const auto byte = static_cast<unsigned char>(bytes[place]);
     if (byte < 0x80) {
-      place += TakeAscii(bytes.data() + place, AsciiRun(bytes.data() + place, bytes.data() + bytes.size()));
+      place += TakeAscii(bytes.data() + place, AsciiRun(bytes.data() + place, bytes.data() + bytes.size()), writer);
       continue;
     }
-    TakeCharacter(byte < 0xA0 ? static_cast<char32_t>(kWindows1252[byte - 0x80]) : byte);
+    TakeCharacter(byte < 0xA0 ? static_cast<char32_t>(kWindows1252[byte - 0x80]) : byte, writer);
     ++place;
   }
   return place;
 }
 
-std::size_t TextDecoder::TakeAscii(const char* bytes, std::size_t count) {
+std::size_t TextDecoder::TakeAscii(const char* bytes, std::size_t count, WideWriter& writer) {
   const std::int64_t skipped = std::min<std::int64_t>(skip_, static_cast<std::int64_t>(count));
   skip_ -= skipped;
   const std::int64_t taken = std::min<std::int64_t>(left_, static_cast<std::int64_t>(count) - skipped);
   left_ -= taken;
-  AppendAscii(bytes + skipped, bytes + skipped + taken, text_);
+  writer.PutAscii(bytes + skipped, static_cast<std::size_t>(taken));
   return static_cast<std::size_t>(skipped + taken);
 }
 
-void TextDecoder::TakeCharacter(char32_t code) {
+void TextDecoder::TakeCharacter(char32_t code, WideWriter& writer) {
   if (skip_ > 0) {
     --skip_;
     return;
   }
-  text_ += static_cast<wchar_t>(code);
+  writer.Put(code);
   --left_;
 }
 

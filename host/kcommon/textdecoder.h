@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+class WideWriter;
+
 /// Turns the bytes of a text file, block by block, into the slice of its characters that is wanted. Strict UTF-8, or
 /// UTF-16 where the file begins with its byte order mark; or Windows-1252, which every file is. What lies past the
 /// slice is not looked at.
@@ -36,8 +38,8 @@ class TextDecoder {
   std::size_t DecodeUtf8Bytes(std::string_view bytes, bool last);
   std::size_t DecodeUtf16Bytes(std::string_view bytes, bool last);
   std::size_t DecodeBytes(std::string_view bytes);
-  std::size_t TakeAscii(const char* bytes, std::size_t count);
-  void TakeCharacter(char32_t code);
+  std::size_t TakeAscii(const char* bytes, std::size_t count, WideWriter& writer);
+  void TakeCharacter(char32_t code, WideWriter& writer);
   /// `lines` end between the bytes that were used before and the place.
   void SetFault(const std::wstring& what, std::size_t place, std::int64_t lines);
   bool IsDone() const { return left_ == 0 || !fault_.empty(); }

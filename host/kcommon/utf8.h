@@ -46,21 +46,36 @@ inline std::size_t AsciiRun(const char* bytes, const char* end) {
   return static_cast<std::size_t>(place - bytes);
 }
 
-/// ASCII as wide characters.
-inline void Widen(const char* bytes, std::size_t count, wchar_t* text) {
-  for (std::size_t i = 0; i < count; ++i) text[i] = static_cast<wchar_t>(bytes[i]);
-}
+/// Appends characters to a text in pieces, each of which is made in memory that stays in the nearest cache.
+class WideWriter {
+ public:
+  explicit WideWriter(std::wstring& text) : text_(text) {}
+  ~WideWriter() { Flush(); }
+  WideWriter(const WideWriter&) = delete;
+  WideWriter& operator=(const WideWriter&) = delete;
 
-/// Appends the ASCII from `bytes` on, and gives where it ends.
-inline const char* AppendAscii(const char* bytes, const char* end, std::wstring& text) {
-  constexpr std::size_t kPiece = 1024;  // which stays in the fastest memory
-  wchar_t piece[kPiece];
-  for (std::size_t run = AsciiRun(bytes, end); run > 0;) {
-    const std::size_t count = std::min(run, kPiece);
-    Widen(bytes, count, piece);
-    text.append(piece, count);
-    bytes += count;
-    run -= count;
+  void Put(char32_t character) {
+    if (count_ == kPiece) Flush();
+    piece_[count_++] = static_cast<wchar_t>(character);
   }
-  return bytes;
-}
+  void PutAscii(const char* bytes, std::size_t count) {
+    while (count > 0) {
+      if (count_ == kPiece) Flush();
+      const std::size_t some = std::min(count, kPiece - count_);
+      for (std::size_t i = 0; i < some; ++i) piece_[count_ + i] = static_cast<wchar_t>(bytes[i]);
+      count_ += some;
+      bytes += some;
+      count -= some;
+    }
+  }
+  void Flush() {
+    text_.append(piece_, count_);
+    count_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kPiece = 2048;
+  std::wstring& text_;
+  std::size_t count_ = 0;
+  wchar_t piece_[kPiece];
+};

@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr std::size_t kBlockSize = 1 << 17;
+/// Small enough to be taken from memory that was freed before.
+constexpr std::size_t kBlockSize = 1 << 16;
 /// A line without an end is told in pieces, so that it doesn't fill the memory twice.
 constexpr std::size_t kLongestLine = 1 << 16;
 
@@ -83,7 +84,7 @@ std::wstring ConsoleText::Finish() {
   std::wstring text;
   kstr_Reserve(text, size_);
   for (std::string& block : blocks_) {
-    text += kstr_FromUtf8Lossy(block);
+    kstr_AppendUtf8Lossy(text, block);
     std::string().swap(block);
   }
   blocks_.clear();

@@ -38,6 +38,7 @@ std::string kstr_ToUtf8(std::wstring_view text);
 bool kstr_FromUtf8(std::string_view bytes, std::wstring& text, std::size_t* badOffset = nullptr);
 /// Each bad byte becomes U+FFFD.
 std::wstring kstr_FromUtf8Lossy(std::string_view bytes);
+void kstr_AppendUtf8Lossy(std::wstring& text, std::string_view bytes);
 /// Room for that many characters, in huge pages where they are many.
 void kstr_Reserve(std::wstring& text, std::size_t count);
 /// For literals that are ASCII.
