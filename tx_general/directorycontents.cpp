@@ -21,7 +21,7 @@ class DirectoryContents : public Described<kDirectoryContents> {
     for (const auto& entry : boost::filesystem::directory_iterator(kfnp_ToNative(*directory))) {
       paths.push_back(MakeData<FileData>(kfnp_FromNative(entry.path().native())));
     }
-    WritePort(*this, L"PathList", paths);
+    WritePort(*this, L"PathList", std::move(paths));
   }
 };
 

@@ -41,7 +41,7 @@ class MultiFileInput : public Described<kMultiFileInput> {
       if (!directory || directory->HasNoValue()) SetErrorMessage(L"Invalid data found on Directory port.");
       AppendFiles(kstr_PathExpand(directory->GetDataValue()), wildcard, recursive, files);
     }
-    WritePort(*this, L"FilenamesOut", files);
+    WritePort(*this, L"FilenamesOut", std::move(files));
   }
 
  private:

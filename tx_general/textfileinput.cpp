@@ -46,7 +46,7 @@ class TextFileInput : public Described<kTextFileInput> {
       kerr_LogCurrentException(error, __LINE__);
     }
     if (error.IsPending()) SetErrorMessage(L"Unable to open file: " + name + L" " + error.get_What());
-    WritePort(*this, L"String", text);
+    WritePort(*this, L"String", std::move(text));
   }
 
  private:

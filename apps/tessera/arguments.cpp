@@ -40,6 +40,7 @@ void AddRun(CLI::App& app, Arguments& a) {
   run->add_option("--profile", a.profile, "Tell what each operator took, or write it as JSON to FILE")
       ->type_name("[FILE]")
       ->expected(0, 1);
+  run->add_flag("--no-external", a.noExternal, "Start no external programs: operators that would fail");
   run->add_flag("--quiet", a.quiet, "Tell nothing but errors");
 }
 
@@ -47,7 +48,7 @@ void AddOthers(CLI::App& app, Arguments& a) {
   CLI::App* info = app.add_subcommand("info", "Ports, types, defaults and operators of a model");
   info->add_option("MODEL", a.model, kModelHelp)->required();
   info->add_flag("--json", a.json, "As JSON");
-  CLI::App* check = app.add_subcommand("check", "Validate documents without running them");
+  CLI::App* check = app.add_subcommand("check", "Validate documents, and tell what they would start, write and delete");
   check->add_option("MODEL", a.models, kModelHelp)->required();
   check->add_flag("--json", a.json, "As JSON");
   CLI::App* save = app.add_subcommand("save", "Write a model in the format of another extension");

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 
 #include "kcommon/kstr.h"
@@ -52,12 +53,24 @@ int Info(const Arguments& arguments) {
 
 namespace {
 
-std::vector<DocumentProblem> CheckDocument(const std::string& name) {
+boost::shared_ptr<Model> OpenChecked(const std::string& name, const std::string& bytes) {
+  if (name != "-") return ModelFormatFactory::Open(WideWord(name), L"");
+  return ModelFormatFactory::OpenFromBuffer(kstr_FromUtf8Lossy(bytes), L"");
+}
+
+/// The faults; without one the model as well.
+std::vector<DocumentProblem> CheckDocument(const std::string& name, boost::shared_ptr<Model>& model) {
   std::vector<DocumentProblem> problems;
   try {
     const bool isOther = name.size() > 5 && name.compare(name.size() - 5, 5, ".tsmc") == 0;
-    if (!isOther) return PlainDocument::Check(ReadModelBytes(name), name == "-" ? std::wstring() : WideWord(name));
-    const auto model = ModelFormatFactory::Open(WideWord(name), L"");
+    if (!isOther) {
+      const std::string bytes = ReadModelBytes(name);
+      problems = PlainDocument::Check(bytes, name == "-" ? std::wstring() : WideWord(name));
+      const bool isGood = std::all_of(problems.begin(), problems.end(), [](const auto& p) { return p.warning; });
+      if (isGood) model = OpenChecked(name, bytes);
+      return problems;
+    }
+    model = OpenChecked(name, {});
     for (const auto& op : model->GetAllOperators(true)) {
       if (op->GetOperatorName() != L"OperatorNotFound") continue;
       problems.push_back({"", 0, 0, L"the model needs an operator that is not known here", false});
@@ -74,7 +87,7 @@ std::vector<DocumentProblem> CheckDocument(const std::string& name) {
   return problems;
 }
 
-JsonValue ProblemsToJson(const std::string& name, const std::vector<DocumentProblem>& problems) {
+JsonValue ProblemsToJson(const std::string& name, const std::vector<DocumentProblem>& problems, JsonValue effects) {
   JsonValue json(JsonValueType::Object);
   json.Set("file", JsonValue(WideWord(name)));
   JsonValue list(JsonValueType::Array);
@@ -88,6 +101,7 @@ JsonValue ProblemsToJson(const std::string& name, const std::vector<DocumentProb
     list.Append(std::move(entry));
   }
   json.Set("problems", std::move(list));
+  json.Set("effects", std::move(effects));
   return json;
 }
 
@@ -98,11 +112,14 @@ int Check(const Arguments& arguments) {
   int status = kDone;
   JsonValue documents(JsonValueType::Array);
   for (const std::string& name : arguments.models) {
-    const auto problems = CheckDocument(name);
+    boost::shared_ptr<Model> model;
+    const auto problems = CheckDocument(name, model);
     for (const DocumentProblem& problem : problems) {
       if (!problem.warning) status = kRefused;
     }
-    if (arguments.json) documents.Append(ProblemsToJson(name, problems));
+    JsonValue effects(JsonValueType::Array);
+    if (model) TellEffects(name, *model, arguments.json ? &effects : nullptr);
+    if (arguments.json) documents.Append(ProblemsToJson(name, problems, std::move(effects)));
     PrintProblems(name, problems);
   }
   if (arguments.json) {

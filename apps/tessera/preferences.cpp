@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -22,6 +23,9 @@ constexpr std::pair<const char*, Kpmg_ParameterType> kKinds[] = {{"string", Kpmg
                                                                  {"boolean", KpmgBoolean},
                                                                  {"enumeration", KpmgEnum},
                                                                  {"color", KpmgColor}};
+
+constexpr const wchar_t* kTypedForm =
+    L"{\"Type\": \"string\", \"number\", \"boolean\", \"enumeration\" or \"color\", \"Value\": ...}";
 
 std::string EnvironmentText(const char* name) {
   const char* text = std::getenv(name);
@@ -53,8 +57,9 @@ bool ReadValue(const JsonValue& json, kpmg::Value& value) {
       value.boolean = held->AsBool();
       return held->IsBool();
     case KpmgColor:
-      for (unsigned i = 0; i < 4; ++i) value.color[i] = i < held->Count() ? held->GetElements()[i].AsDouble() : 1.0;
-      return held->IsArray() && (held->Count() == 3 || held->Count() == 4);
+      for (unsigned i = 0; i < 4; ++i) value.color[i] = i < held->Count() ? (*held)[i].AsDouble() : 1.0;
+      return held->IsArray() && (held->Count() == 3 || held->Count() == 4) &&
+             std::all_of(held->begin(), held->end(), [](const JsonValue& part) { return part.IsNumber(); });
     default:
       return false;
   }
@@ -97,9 +102,7 @@ void LoadFile(const std::string& file, bool mayBeMissing) {
       const std::wstring name = kstr_FromUtf8Lossy(entry.key);
       kpmg::Value value;
       if (!ReadValue(entry.value, value))
-        throw Refusal(WideWord(file) + L": " + categoryName + L"." + name +
-                      L": expected {\"Type\": \"string\", \"number\", \"boolean\", \"enumeration\" or \"color\", "
-                      L"\"Value\": ...}");
+        throw Refusal(WideWord(file) + L": " + categoryName + L"." + name + L": expected " + kTypedForm);
       kpmg::Set(categoryName, name, value);
     }
   }
@@ -107,10 +110,21 @@ void LoadFile(const std::string& file, bool mayBeMissing) {
 
 bool ParseNumber(const std::string& text, double& number) {
   const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
+  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size() && std::isfinite(number);
+}
+
+/// A value of any type: {"Type": ..., "Value": ...}.
+kpmg::Value ParseTyped(const std::string& text, const std::wstring& where) {
+  kpmg::Value value;
+  JsonValue json;
+  std::string error;
+  if (!json.DeserializeUtf8(text, true, &error)) throw Refusal(where + L": " + kstr_FromUtf8Lossy(error));
+  if (!ReadValue(json, value)) throw Refusal(where + L": expected " + kTypedForm);
+  return value;
 }
 
 kpmg::Value ParseText(Kpmg_ParameterType known, const std::string& text, const std::wstring& where) {
+  if (text.starts_with("{\"Type\"")) return ParseTyped(text, where);
   kpmg::Value value;
   double number = 0;
   const bool isTruth = text == "true" || text == "false";

@@ -29,7 +29,7 @@ struct Arguments {
   std::string inputs, outputs, preferences, log, messages, progress = "auto";
   std::string preview, profile;
   unsigned threads = 0;
-  bool hasThreads = false, hasPreview = false, hasProfile = false, json = false, quiet = false;
+  bool hasThreads = false, hasPreview = false, hasProfile = false, json = false, quiet = false, noExternal = false;
 };
 
 /// Reads the command line. True where there is a command to run; otherwise `status` is what to exit with.
@@ -63,6 +63,9 @@ void PrintProblems(const std::string& file, const std::vector<Tamrin::Tessera::D
 std::string ReadModelBytes(const std::string& model);
 /// Opens a document; its warnings are told unless `quiet`. Raises Refusal where it can't be read.
 boost::shared_ptr<Tamrin::Tessera::Model> OpenModel(const std::string& model, bool quiet);
+/// Tells the programs that a model would start and the files that it would write or delete, as far as that is known:
+/// on standard output, or in an array.
+void TellEffects(const std::string& file, Tamrin::Tessera::Model& model, JsonValue* json);
 /// Text of what was thrown, to be called in a catch block.
 std::wstring CurrentExceptionText();
 /// Reads a JSON file of the user; raises Refusal.

@@ -15,6 +15,7 @@
 #include "program.h"
 #include "progress.h"
 #include "signals.h"
+#include "txbasiclib/executableoperator.h"
 #include "values.h"
 
 namespace TesseraProgram {
@@ -186,6 +187,7 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
 }  // namespace
 
 int Run(const Arguments& arguments) {
+  if (arguments.noExternal) Tamrin::TesseraBasic::ForbidExternalPrograms();
   // Before any thread, so that no other takes the signals.
   const SignalWatch watch;
   LoadPreferences(arguments);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <functional>
 #include <memory>
 
 #include "filedescriptor.h"
@@ -11,49 +13,9 @@
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
-#include "kcommon/ktxt.h"
+#include "wildcard.h"
 
 namespace {
-
-std::vector<std::wstring> SplitPatterns(const std::wstring& wildcard) {
-  std::vector<std::wstring> patterns;
-  std::wstring pattern;
-  for (const wchar_t c : ktxt_tolower(wildcard) + L";") {
-    if (c != L' ' && c != L'\t' && c != L',' && c != L';') {
-      pattern += c;
-    } else if (!pattern.empty()) {
-      patterns.push_back(std::move(pattern));
-      pattern.clear();
-    }
-  }
-  return patterns;
-}
-
-/// Linear in practice: only the last star is ever tried again, as what an earlier one took can stay.
-bool Matches(const std::wstring& name, const std::wstring& pattern) {
-  std::size_t n = 0, p = 0, star = std::wstring::npos, resume = 0;
-  while (n < name.size()) {
-    if (p < pattern.size() && pattern[p] == L'*') {
-      star = p++;
-      resume = n;
-    } else if (p < pattern.size() && (pattern[p] == L'?' || pattern[p] == name[n])) {
-      ++p;
-      ++n;
-    } else if (star != std::wstring::npos) {
-      p = star + 1;
-      n = ++resume;
-    } else {
-      return false;
-    }
-  }
-  return pattern.find_first_not_of(L'*', p) == std::wstring::npos;
-}
-
-bool MatchesAny(const std::wstring& name, const std::vector<std::wstring>& patterns) {
-  const std::wstring lower = ktxt_tolower(name);
-  return patterns.empty() ||
-         std::any_of(patterns.begin(), patterns.end(), [&](const auto& pattern) { return Matches(lower, pattern); });
-}
 
 enum class EntryKind { File, Folder, Other };
 
@@ -71,7 +33,7 @@ EntryKind KindOf(int folder, const dirent& entry) {
 class Scan {
  public:
   Scan(const std::wstring& wildcard, bool recursive, KerrException& error)
-      : patterns_(SplitPatterns(wildcard)), recursive_(recursive), error_(error) {}
+      : wildcard_(wildcard), recursive_(recursive), error_(error) {}
 
   std::vector<std::wstring> Run(const std::wstring& directory) {
     folders_.push_back(directory);
@@ -81,7 +43,6 @@ class Scan {
       ReadFolder(folder);
       RunCancelCheck();
     }
-    std::sort(files_.begin(), files_.end());
     return std::move(files_);
   }
 
@@ -92,19 +53,28 @@ class Scan {
       Record(name, errno);
       return;
     }
-    const std::wstring prefix = name.back() == L'/' ? name : name + L"/";
-    for (;;) {
+    std::vector<std::wstring> files, folders;
+    for (std::size_t count = 1;; ++count) {
       errno = 0;
       const dirent* entry = ::readdir(folder.get());
       if (!entry) break;
-      const std::string entryName = entry->d_name;
-      if (entryName == "." || entryName == "..") continue;
+      if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
       const EntryKind kind = KindOf(::dirfd(folder.get()), *entry);
-      const std::wstring wideName = kfnp_FromNative(entryName);
-      if (kind == EntryKind::Folder && recursive_) folders_.push_back(prefix + wideName);
-      if (kind == EntryKind::File && MatchesAny(wideName, patterns_)) files_.push_back(prefix + wideName);
+      if (count % 4096 == 0) RunCancelCheck();
+      if (kind != EntryKind::File && !(kind == EntryKind::Folder && recursive_)) continue;
+      std::wstring wideName = kfnp_FromNative(entry->d_name);
+      if (kind == EntryKind::Folder)
+        folders.push_back(std::move(wideName));
+      else if (wildcard_.Matches(wideName))
+        files.push_back(std::move(wideName));
     }
     if (errno != 0) Record(name, errno);
+    const std::wstring prefix = name.back() == L'/' ? name : name + L"/";
+    std::sort(files.begin(), files.end());
+    for (const auto& file : files) files_.push_back(prefix + file);
+    // The stack gives the last one first.
+    std::sort(folders.begin(), folders.end(), std::greater<>());
+    for (const auto& below : folders) folders_.push_back(prefix + below);
   }
 
   /// The first failure is the one that is told.
@@ -113,7 +83,7 @@ class Scan {
     failed_ = true;
   }
 
-  std::vector<std::wstring> patterns_;
+  const Wildcard wildcard_;
   bool recursive_;
   KerrException& error_;
   bool failed_ = false;

@@ -27,6 +27,12 @@ constexpr Sentences kSentences[] = {
      L"No permission to write the file %.", L"The file % can't be written: "},
     {L"The name of the folder is empty.", L"The folder % does not exist.", L"% is not a folder.", L"% is a folder.",
      L"No permission to read the folder %.", L"The folder % can't be read: "},
+    {L"The name of the folder is empty.", L"The folder % can't be made: a folder above it does not exist.",
+     L"The folder % can't be made: a part of its path is not a folder.", L"% is a folder.",
+     L"No permission to make the folder %.", L"The folder % can't be made: "},
+    {L"The file name is empty.", L"The file % does not exist.",
+     L"The file % can't be deleted: a part of its path is not a folder.", L"% is a folder, not a file.",
+     L"No permission to delete the file %.", L"The file % can't be deleted: "},
 };
 
 std::wstring Fill(std::wstring sentence, const std::wstring& name) {

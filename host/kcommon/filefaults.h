@@ -3,7 +3,7 @@
 #include <string>
 
 /// What was tried when the system refused.
-enum class FileAction { ReadFile, WriteFile, ReadFolder };
+enum class FileAction { ReadFile, WriteFile, ReadFolder, MakeFolder, DeleteFile };
 
 /// Words of an error number, the same in every locale.
 std::wstring ErrorText(int errorNumber);

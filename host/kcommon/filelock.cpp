@@ -17,6 +17,7 @@
 #include "filefaults.h"
 #include "filenames.h"
 #include "kcommon/kerr.h"
+#include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
 #include "kcommon/kimg.h"
 #include "kcommon/kpmg.h"
@@ -134,13 +135,12 @@ class TableLock : public UniqueLock {
   const std::string path_;
 };
 
-bool IsWritable(const fs::path& folder) { return ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0; }
-
-fs::path ProxyFolder() {
-  KerrException error(L"kcommon\\filelock", L"korven::common::FileLock::GetLockName");
+std::wstring ProxyFolder(KerrException& error) {
   const std::wstring said = kpmg_GetStringPreference(L"filepref", L"default_proxy_path", L"", error);
   error.Check(__LINE__);
-  return said.empty() ? fs::temp_directory_path() : fs::path(kfnp_ToNative(kstr_PathExpand(said)));
+  const std::wstring folder = said.empty() ? kfio_DirectoryGetTemporary(error) : kstr_PathExpand(said);
+  error.Check(__LINE__);
+  return folder;
 }
 
 std::wstring ProgramOf(pid_t process) {
@@ -177,15 +177,18 @@ boost::shared_ptr<UniqueLock> TryGetExclusiveLock(const std::wstring& name) {
 }
 
 std::wstring GetLockName(const std::wstring& file) {
+  KerrException error(L"kcommon\\filelock", L"korven::common::FileLock::GetLockName");
   const fs::path path = CanonicalPath(file);
   const fs::path folder = path.parent_path();
+  const bool isWritable = kfio_DirectoryIsWritable(kfnp_FromNative(folder.native()), error);
+  error.Check(__LINE__);
   // One that is there already can be locked by all who can read it, and is what they wait for.
   const bool isHere =
-      IsWritable(folder) || ::access((path.native() + kExtension).c_str(), R_OK) == 0 || !fs::is_directory(folder);
+      isWritable || ::access((path.native() + kExtension).c_str(), R_OK) == 0 || !fs::is_directory(folder);
   if (isHere) return kfnp_FromNative(path.native());
   std::wstring proxy;
   kimg_FileProxyNameGenerate(file, proxy);
-  return kfnp_FromNative((ProxyFolder() / kfnp_ToNative(proxy)).native());
+  return kstr_Sprintf(L"%s/%s", {ProxyFolder(error), proxy});
 }
 
 std::wstring GetHolder(const std::wstring& name) {

@@ -11,12 +11,12 @@
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
+#include "linktarget.h"
 #include "unfinishedfile.h"
 
 namespace {
 
 constexpr std::size_t kBlockSize = 1 << 20;
-constexpr int kMostLinks = 40;
 
 std::wstring WriteFault(const std::wstring& name, int errorNumber) {
   return FileFault(FileAction::WriteFile, name, errorNumber);
@@ -45,26 +45,6 @@ std::optional<int> OpenFileNumber(const std::string& path) {
     return std::atoi(digits.c_str());
   }
   return std::nullopt;
-}
-
-std::string FolderPart(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-}
-
-/// Follows links, also where the last one leads to a file that is yet to be made. Zero, or the error number.
-int FollowLinks(std::string& path) {
-  for (int links = 0; links < kMostLinks; ++links) {
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
-    if (!S_ISLNK(status.st_mode)) return 0;
-    std::string target(4096, '\0');
-    const ssize_t size = ::readlink(path.c_str(), target.data(), target.size());
-    if (size < 0) return errno;
-    target.resize(static_cast<std::size_t>(size));
-    path = target.compare(0, 1, "/") == 0 ? target : FolderPart(path) + target;
-  }
-  return ELOOP;
 }
 
 void WriteStraight(const std::wstring& name, int file, const std::string& bytes, KerrException& scope) {

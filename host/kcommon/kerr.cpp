@@ -76,10 +76,20 @@ void kerr_MessageLog(int /*kind*/, const std::wstring& format) {
     line += format[i];
     if (format[i] == L'%' && i + 1 < format.size() && format[i + 1] == L'%') ++i;
   }
+  kerr_LogLine(line);
+}
+
+void kerr_LogLine(const std::wstring& line) {
   SessionLog& log = TheSessionLog();
   const std::lock_guard lock(log.mutex);
   const LineSink sink = log.sink;  // a copy: the sink may replace itself while it runs
   if (sink) sink(line);
+}
+
+bool kerr_IsSessionLogOpen() {
+  SessionLog& log = TheSessionLog();
+  const std::lock_guard lock(log.mutex);
+  return log.sink != nullptr;
 }
 
 void kerr_SetSessionLogSink(LineSink sink) {

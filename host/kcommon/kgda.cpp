@@ -1,7 +1,5 @@
 #include "kcommon/kgda.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -11,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "hugepages.h"
 #include "kcommon/kstr.h"
 #include "kgdacopy.h"
 
@@ -22,19 +21,12 @@ constexpr const wchar_t* kTypeNames[kKgdaPixelTypeCount] = {
     L"Bit",    L"TwoBit", L"Nibble",  L"UInt8",   L"Int8",      L"UInt16",     L"Int16",
     L"UInt32", L"Int32",  L"Float32", L"Float64", L"Complex64", L"Complex128", L"String"};
 
-constexpr std::size_t kHugePageSize = std::size_t{2} << 20;
-
-/// Zero-filled. Big arrays ask for huge pages: filling fresh ordinary pages costs several times the copy itself.
+/// Zero-filled.
 void* Allocate(std::size_t count, std::size_t elementSize) {
   if (count > static_cast<std::size_t>(PTRDIFF_MAX) / elementSize) throw std::bad_alloc();
   void* data = std::calloc(count, elementSize);
   if (!data) throw std::bad_alloc();
-  const std::size_t size = count * elementSize;
-  if (size >= 2 * kHugePageSize) {
-    const auto start = (reinterpret_cast<std::uintptr_t>(data) + kHugePageSize - 1) / kHugePageSize * kHugePageSize;
-    const auto end = (reinterpret_cast<std::uintptr_t>(data) + size) / kHugePageSize * kHugePageSize;
-    if (end > start) ::madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
-  }
+  AskForHugePages(data, count * elementSize);
   return data;
 }
 

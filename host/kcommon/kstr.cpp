@@ -46,24 +46,29 @@ Reference ReferenceAt(const std::wstring& text, std::size_t dollar) {
   return {text.substr(start, end - start), end - dollar};
 }
 
-/// Calls bad(offset) for every byte that fits no character; it tells whether to go on.
+/// Appends the text. Calls bad(offset) for every byte that fits no character: it gives what to write in its place, or
+/// nothing to stop.
 template <typename OnBad>
 void DecodeAll(std::string_view bytes, std::wstring& text, OnBad bad) {
   const char* const begin = bytes.data();
   const char* const end = begin + bytes.size();
-  text.clear();
-  text.reserve(bytes.size());
+  if (text.capacity() - text.size() < bytes.size()) text.reserve(text.size() + bytes.size());
+  WideWriter writer(text);
   for (const char* place = begin; place != end;) {
-    const std::size_t run = AsciiRun(place, end);
-    text.append(place, place + run);
-    place += run;
-    if (place == end) return;
+    if (static_cast<unsigned char>(*place) < 0x80) {
+      const std::size_t run = AsciiRun(place, end);
+      writer.PutAscii(place, run);
+      place += run;
+      continue;
+    }
     const Utf8Step step = DecodeUtf8(place, end);
     if (step.kind == Utf8Step::Kind::Character) {
-      text += static_cast<wchar_t>(step.code);
+      writer.Put(step.code);
       place += step.length;
     } else {
-      if (!bad(static_cast<std::size_t>(place - begin))) return;
+      const std::optional<wchar_t> instead = bad(static_cast<std::size_t>(place - begin));
+      if (!instead) return;
+      writer.Put(static_cast<char32_t>(*instead));
       ++place;
     }
   }
@@ -105,6 +110,23 @@ std::wstring kstr_PathExpand(const std::wstring& text) {
   return result;
 }
 
+void kstr_ConvertPathNT(std::wstring& /*path*/) {}
+
+std::wstring kstr_Sprintf(std::wstring_view format, const std::vector<std::wstring>& texts) {
+  std::wstring result;
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    const wchar_t kind = format[i] == L'%' && i + 1 < format.size() ? format[i + 1] : L'\0';
+    const bool isText = kind == L's' && next < texts.size();
+    if (isText || kind == L'%') ++i;
+    if (isText)
+      result += texts[next++];
+    else
+      result += kind == L'%' ? kind : format[i];
+  }
+  return result;
+}
+
 char* kstr_Duplicate(const char* text) {
   if (!text) return nullptr;
   const std::size_t size = std::strlen(text) + 1;
@@ -135,20 +157,22 @@ std::string kstr_ToUtf8(std::wstring_view text) { return KorvenLog::Narrow(text)
 
 bool kstr_FromUtf8(std::string_view bytes, std::wstring& text, std::size_t* badOffset) {
   bool good = true;
-  DecodeAll(bytes, text, [&](std::size_t offset) {
+  text.clear();
+  DecodeAll(bytes, text, [&](std::size_t offset) -> std::optional<wchar_t> {
     good = false;
     if (badOffset) *badOffset = offset;
-    return false;
+    return std::nullopt;
   });
   return good;
 }
 
+void kstr_AppendUtf8Lossy(std::wstring& text, std::string_view bytes) {
+  DecodeAll(bytes, text, [](std::size_t) { return std::optional<wchar_t>(L'\uFFFD'); });
+}
+
 std::wstring kstr_FromUtf8Lossy(std::string_view bytes) {
   std::wstring text;
-  DecodeAll(bytes, text, [&](std::size_t) {
-    text += L'\uFFFD';
-    return true;
-  });
+  kstr_AppendUtf8Lossy(text, bytes);
   return text;
 }
 

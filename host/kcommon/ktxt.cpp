@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "casetables.h"
+#include "lettertable.h"
 
 namespace {
 
@@ -41,4 +42,17 @@ std::wstring ktxt_toupper(const std::wstring& text) {
     }
   }
   return result;
+}
+
+bool ktxt_Text_isalnum(wchar_t character) {
+  const auto code = static_cast<std::uint32_t>(character);
+  if (code < 0x80) {
+    const std::uint32_t lower = code | 0x20;
+    return (code >= L'0' && code <= L'9') || (lower >= L'a' && lower <= L'z');
+  }
+  const auto* const end = std::end(kLetterRanges);
+  const auto* const range =
+      std::lower_bound(std::begin(kLetterRanges), end, code,
+                       [](const LetterRange& candidate, std::uint32_t c) { return candidate.last < c; });
+  return range != end && code >= range->first;
 }

@@ -36,7 +36,7 @@ bool ModelFormatPart::SupportsOpen() const { return SupportsOpenFromBuffer(); }
 bool ModelFormatPart::CanOpen(const URI& uri) {
   if (!SupportsOpen()) return false;
   try {
-    return CanOpenFromBuffer(kfio::ReadFile(uri.toFile()));
+    return CanOpenFromBuffer(kfio::ReadUnicodeFile(uri.toFile()));
   } catch (const CancellationBase&) {
     throw;
   } catch (const std::exception&) {
@@ -47,7 +47,7 @@ bool ModelFormatPart::CanOpen(const URI& uri) {
 boost::shared_ptr<Model> ModelFormatPart::Open(const URI& uri) {
   if (!SupportsOpenFromBuffer()) RefuseToWork(*this, L"open documents");
   const std::wstring& file = uri.toFile();
-  const std::wstring text = kfio::ReadFile(file);
+  const std::wstring text = kfio::ReadUnicodeFile(file);
   const DocumentFolderScope scope(
       kfnp_FromNative(boost::filesystem::absolute(kfnp_ToNative(file)).parent_path().string()));
   const auto model = OpenFromBuffer(text, file);
@@ -55,7 +55,9 @@ boost::shared_ptr<Model> ModelFormatPart::Open(const URI& uri) {
   return model;
 }
 
-ModelInfo ModelFormatPart::GetModelInfo(const URI& uri) { return GetModelInfoFromBuffer(kfio::ReadFile(uri.toFile())); }
+ModelInfo ModelFormatPart::GetModelInfo(const URI& uri) {
+  return GetModelInfoFromBuffer(kfio::ReadUnicodeFile(uri.toFile()));
+}
 
 ModelInfo ModelFormatPart::GetModelInfoFromBuffer(const std::wstring&) { RefuseToWork(*this, L"tell of documents"); }
 

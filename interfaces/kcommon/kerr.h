@@ -39,5 +39,10 @@ class CancellationBase {
 /// May be called from any thread.
 void kerr_MessageLog(int kind, const std::wstring& format);
 
+/// The same for a line that is taken as it stands.
+void kerr_LogLine(const std::wstring& line);
+/// False where lines are dropped, so that none need be made.
+bool kerr_IsSessionLogOpen();
+
 /// Where session log lines go, without line end; standard error until set. An empty function drops them.
 void kerr_SetSessionLogSink(std::function<void(const std::wstring& line)> sink);

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class KerrException;
@@ -24,15 +25,19 @@ struct Kprc_CaptureRequest {
   std::string program;                 ///< file name in bytes; not looked up along PATH
   std::vector<std::string> arguments;  ///< those behind the program's own name
   /// Called several times a second while the program runs, where it is set. What it raises ends the program with all
-  /// that it started, and goes on to the caller.
+  /// of its process group (asked to end at first, made to after 5 seconds), and goes on to the caller.
   std::function<void()> check;
+  /// Where it is set it gets the bytes, block by block as they come, in place of `output`. What it raises ends the
+  /// program as well.
+  std::function<void(std::string_view)> take;
 };
 
 /// Runs a program in a process group of its own, with empty standard input, and waits for its end. Gives its exit
-/// status, or 128 and the number of the signal that ended it. `output` becomes the bytes that it wrote on standard
-/// output and standard error, in the order in which they came. Raises std::system_error where it can't be started.
-/// Any thread.
-int kprc_ProcessCapture(const Kprc_CaptureRequest& request, std::string& output);
+/// status, or 128 and the number of the signal that ended it, which is `signal` then; 0 otherwise. `output` becomes the
+/// bytes that it wrote on standard output and standard error, in the order in which they came, however many there
+/// are. It is asked to end where this process is killed. Raises std::system_error where it can't be started. Any
+/// thread.
+int kprc_ProcessCapture(const Kprc_CaptureRequest& request, std::string& output, int* signal = nullptr);
 
 /// How a program is started.
 class ProcessStartInfo {

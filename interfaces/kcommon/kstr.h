@@ -11,6 +11,12 @@ std::wstring kstr_PathExpand(const std::wstring& text);
 /// The same for any text. Text that holds a null character is a failure.
 std::wstring kstr_StringExpand(const std::wstring& text, KerrException& error);
 
+/// Rewrites a path to the separators of the platform's native form: on this platform there is nothing to rewrite, as a
+/// backslash is a letter like others.
+void kstr_ConvertPathNT(std::wstring& path);
+/// The format with each %s replaced by the next text; %% gives %.
+std::wstring kstr_Sprintf(std::wstring_view format, const std::vector<std::wstring>& texts);
+
 /// Value of an environment variable; empty where it is not set.
 std::wstring kstr_GetEnv(const std::wstring& name);
 
@@ -32,6 +38,9 @@ std::string kstr_ToUtf8(std::wstring_view text);
 bool kstr_FromUtf8(std::string_view bytes, std::wstring& text, std::size_t* badOffset = nullptr);
 /// Each bad byte becomes U+FFFD.
 std::wstring kstr_FromUtf8Lossy(std::string_view bytes);
+void kstr_AppendUtf8Lossy(std::wstring& text, std::string_view bytes);
+/// Room for that many characters, in huge pages where they are many.
+void kstr_Reserve(std::wstring& text, std::size_t count);
 /// For literals that are ASCII.
 std::wstring kstr_Widen(std::string_view ascii);
 

@@ -63,7 +63,7 @@ class EncryptedTest(ProgramTest):
         self.assertIn('label="Published"', draw.stdout)
         self.assertEqual(draw.stdout.count("shape=ellipse"), 2)
         check = self.call("check", name, "--json")
-        self.assertEqual(json.loads(check.stdout), {"documents": [{"file": name, "problems": []}]})
+        self.assertEqual(json.loads(check.stdout), {"documents": [{"file": name, "problems": [], "effects": []}]})
         run = self.call("run", name, "--progress", "plain")
         self.assert_hidden(info.stdout, json.dumps(facts), draw.stdout, check.stdout, run.stdout, run.stderr)
 

@@ -20,7 +20,7 @@ LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
            "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
-           "weights.tsmx", "batch.tsmx", "color-ramp.tsmx"}
+           "weights.tsmx", "batch.tsmx", "color-ramp.tsmx", "command-line.tsmx", "files.tsmx"}
 
 
 def read(path):
@@ -363,6 +363,28 @@ class ExamplesTest(unittest.TestCase):
         for name, licence in (("first", "GPL-2"), ("second", "GPL-3")):
             self.assertEqual(read(os.path.join(folder, name + ".view-Text_searched-Input1.txt")),
                              read(os.path.join(LICENCES, licence)))
+
+    def test_command_line(self):
+        grid = os.path.join(EXAMPLES, "grid.asc")
+        outputs, _ = self.run_example("command-line.tsmx", "--set", "Grid=" + grid)
+        self.assertEqual({name: data["Value"] for name, data in outputs.items()},
+                         {"Code": 0, "Size": "Size is 4, 3", "Format": "Driver: GTiff"})
+        self.assertEqual(os.listdir(self.folder), ["session.log"])
+        run = self.run_program("run", os.path.join(EXAMPLES, "command-line.tsmx"), "--set", "Grid=" + grid, "--no-external")
+        self.assertEqual(run.returncode, 1)
+        self.assertEqual(run.stderr, 'error: Convert: The program "gdal_translate" was not started: this run starts no '
+                                     'external programs (--no-external).\n')
+
+    def test_files(self):
+        with open(os.path.join(self.folder, "some file"), "w", encoding="utf-8") as file:
+            file.write("content")
+        os.makedirs(os.path.join(self.folder, "scratch", "below"))
+        for again in (False, True):
+            outputs, _ = self.run_example("files.tsmx", "--set", "File=some file")
+            self.assertEqual({name: data["Value"] for name, data in outputs.items()},
+                             {"Replaced": again, "Copy": "archive/some file", "Works": True, "ScratchExisted": not again})
+            self.assertEqual(read(os.path.join(self.folder, "newest")), "content")
+        self.assertEqual(sorted(os.listdir(self.folder)), ["archive", "newest", "session.log", "some file"])
 
     def test_batch(self):
         files = sorted(licence_files())

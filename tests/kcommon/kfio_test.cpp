@@ -98,7 +98,7 @@ TEST(ReadFile, CharactersMayStraddleBlocks) {
   EXPECT_EQ(kfio::ReadFile(name, static_cast<std::int32_t>(count - 1), 5), std::wstring(2, L'\u20AC'));
 }
 
-TEST(ReadFile, TellsWhereTextIsBad) {
+TEST(ReadUnicodeFile, TellsWhereTextIsBad) {
   const struct {
     std::string bytes;
     std::wstring what;
@@ -120,11 +120,55 @@ TEST(ReadFile, TellsWhereTextIsBad) {
   const ScratchFolder folder;
   for (const auto& row : rows) {
     const std::wstring name = folder.Make("t\xC3\xA4xt", row.bytes);
-    const std::wstring raised = RaisedBy([&] { kfio::ReadFile(name); });
+    const std::wstring raised = RaisedBy([&] { kfio::ReadUnicodeFile(name); });
     EXPECT_THAT(raised, HasSubstr(row.what));
     EXPECT_THAT(raised, HasSubstr(row.place));
     EXPECT_THAT(raised, HasSubstr(L"\"" + name + L"\""));
   }
+}
+
+TEST(ReadFile, WhatIsNoUtf8IsWindows1252) {
+  const struct {
+    std::string bytes;
+    std::wstring text;
+  } rows[] = {
+      {"gr\xFC\xDF\x80", L"gr\u00FC\u00DF\u20AC"},
+      {"\x81\x8D\x8F\x90\x9D", L"\x81\x8D\x8F\x90\x9D"},
+      {"\x82\x91\x92\x96\x99\x9F\xA0\xFF", L"\u201A\u2018\u2019\u2013\u2122\u0178\u00A0\u00FF"},
+      {"\xC3\xA4 and \xE4", L"\u00C3\u00A4 and \u00E4"},
+      {"cut off \xE2\x82", L"cut off \u00E2\u201A"},
+      {"a\xED\xA0\x80", L"a\u00ED\u00A0\u20AC"},
+  };
+  const ScratchFolder folder;
+  for (const auto& row : rows) EXPECT_EQ(kfio::ReadFile(folder.Make("text", row.bytes)), row.text);
+  const std::wstring name = folder.Make("text", std::string(3'000'000, 'x') + "\xC3\xA4\xE4yz");
+  const std::wstring whole = kfio::ReadFile(name);
+  EXPECT_EQ(whole, std::wstring(3'000'000, L'x') + L"\u00C3\u00A4\u00E4yz");
+  EXPECT_EQ(kfio::ReadFile(name, 3'000'001, 3), L"\u00A4\u00E4y")
+      << "offsets count the characters of the right reading";
+  EXPECT_EQ(kfio::ReadFile(name, 2'999'999, 2), L"x\u00E4") << "what lies behind is not looked at";
+}
+
+TEST(ReadFile, APipeIsReadTwiceWhereItMust) {
+  const ScratchFolder folder;
+  const std::string name = (folder / "pipe").string();
+  ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+  const std::string bytes = std::string(2'500'000, 'p') + "\xFC.";
+  std::thread writer([&] { std::ofstream(name, std::ios::binary) << bytes; });
+  EXPECT_EQ(kfio::ReadFile(kfnp_FromNative(name)), std::wstring(2'500'000, L'p') + L"\u00FC.");
+  writer.join();
+}
+
+TEST(ReadFile, AFileThatSaysWhatItIsNotIsAFault) {
+  const ScratchFolder folder;
+  const std::wstring marked = folder.Make("marked", "\xEF\xBB\xBFgr\xFC");
+  EXPECT_EQ(RaisedBy([&] { kfio::ReadFile(marked); }),
+            L"The file \"" + marked + L"\": no UTF-8 text: byte 0xFC at byte offset 5, line 1.");
+  const std::wstring odd = folder.Make("odd", std::string("\xFF\xFE"
+                                                          "a\0b",
+                                                          5));
+  EXPECT_EQ(RaisedBy([&] { kfio::ReadFile(odd); }),
+            L"The file \"" + odd + L"\": the file ends within a character at byte offset 4, line 1.");
 }
 
 TEST(ReadFile, TellsWhatStandsInPlaceOfTheFile) {
@@ -414,11 +458,18 @@ TEST_F(DirectoryScan, TakesWhatMatchesSortedByName) {
        false,
        {L".hidden", L"a(1).tif", L"a.tif", L"b.TIF", bad, L"c.img", L"link.img", L"none", L"\u00C4.tif"}},
       {L"*.tif", false, {L"a(1).tif", L"a.tif", L"b.TIF", bad, L"\u00C4.tif"}},
-      {L"*.TIF", true, {L"a(1).tif", L"a.tif", L"b.TIF", bad, L"sub/d.tif", L"\u00C4.tif"}},
+      {L"*.TIF", true, {L"a(1).tif", L"a.tif", L"b.TIF", bad, L"\u00C4.tif", L"sub/d.tif"}},
       {L"?.tif", false, {L"a.tif", L"b.TIF", L"\u00C4.tif"}},
       {L"\u00E4.*", false, {L"\u00C4.tif"}},
-      {L"*.txt;*.img", true, {L"c.img", L"link.img", L"sub/deep/f.img", L"sub/e.txt"}},
-      {L"*.txt, c* b.*", true, {L"b.TIF", L"c.img", L"sub/e.txt"}},
+      {L"*.txt;*.img", true, {L"c.img", L"link.img", L"sub/e.txt", L"sub/deep/f.img"}},
+      {L" *.txt ;c*; b.* ", true, {L"b.TIF", L"c.img", L"sub/e.txt"}},
+      {L"bad *;b,a", false, {bad}},
+      {L"[A-B].tif", false, {L"a.tif", L"b.TIF"}},
+      {L"[!a]*.[t][!x-z]?", false, {L"b.TIF", bad, L"\u00C4.tif"}},
+      {L"[^ac.]*", false, {L"b.TIF", bad, L"link.img", L"none", L"\u00C4.tif"}},
+      {L"*[)]*;[;c]*", false, {L"a(1).tif", L"c.img"}},
+      {L"[]-]*;[c-]*;[z-m]one", false, {L"c.img", L"none"}},
+      {L"[c*;c*", false, {L"c.img"}},
       {L"*(*).*", false, {L"a(1).tif"}},
       {L"**n*e", false, {L"none"}},
       {L"non", false, {}},

@@ -100,4 +100,66 @@ TEST(ProcessStart, TheProgramGoesWithTheThreadThatStartedIt) {
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
 }
 
+TEST(ProcessRun, MembersThatOutliveTheirLeaderMayCleanUp) {
+  const ScratchFolder folder;
+  const std::wstring place = kfnp_FromNative(folder.Path().string());
+  // The one that leads ends at once; the other needs half a second for its cleaning up.
+  const std::wstring script = L"cd '" + place +
+                              L"'; sh -c 'trap \"sleep 0.5; touch cleaned; exit\" TERM; touch begun; while :; do "
+                              L"sleep 0.05; done' & wait";
+  EXPECT_THROW(RunShell(script, StopWhen(folder / "begun")), Stopped);
+  EXPECT_TRUE(std::filesystem::exists(folder / "cleaned"));
+}
+
+TEST(ProcessCapture, TellsStatusFromSignal) {
+  std::string output;
+  int signal = -1;
+  EXPECT_EQ(kprc_ProcessCapture({"/bin/sh", {"-c", "echo a; echo b >&2; exit 137"}, {}, {}}, output, &signal), 137);
+  EXPECT_EQ(signal, 0);
+  EXPECT_EQ(output, "a\nb\n");
+  EXPECT_EQ(kprc_ProcessCapture({"/bin/sh", {"-c", "kill -9 $$"}, {}, {}}, output, &signal), 137);
+  EXPECT_EQ(signal, SIGKILL);
+  EXPECT_EQ(output, "");
+}
+
+TEST(ProcessCapture, GivesMuchOutputInBlocks) {
+  constexpr std::size_t kSize = 50'000'000;
+  std::size_t size = 0;
+  std::string unused = "before";
+  const auto take = [&size](std::string_view bytes) { size += bytes.size(); };
+  EXPECT_EQ(kprc_ProcessCapture({"/usr/bin/head", {"-c", std::to_string(kSize), "/dev/zero"}, {}, take}, unused), 0);
+  EXPECT_EQ(size, kSize);
+  EXPECT_EQ(unused, "");
+}
+
+TEST(ProcessCapture, WhatTakesTheBytesMayEndIt) {
+  std::string unused;
+  const auto begin = std::chrono::steady_clock::now();
+  const auto take = [](std::string_view) { throw Stopped(); };
+  EXPECT_THROW(kprc_ProcessCapture({"/usr/bin/yes", {}, {}, take}, unused), Stopped);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+}
+
+TEST(ProcessCapture, TheProgramIsAskedToEndWithThisProcess) {
+  const ScratchFolder folder;
+  const std::wstring place = kfnp_FromNative(folder.Path().string());
+  const std::string script =
+      "cd '" + folder.Path().string() + "'; trap 'touch asked; exit' TERM; touch begun; while :; do sleep 0.05; done";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    std::string unused;
+    kprc_ProcessCapture({"/bin/sh", {"-c", script}, {}, {}}, unused);
+    ::_exit(0);
+  }
+  const auto await = [&](const char* name) {
+    for (int i = 0; i < 500 && !std::filesystem::exists(folder / name); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return std::filesystem::exists(folder / name);
+  };
+  ASSERT_TRUE(await("begun"));
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  EXPECT_TRUE(await("asked"));
+}
+
 }  // namespace

@@ -233,4 +233,50 @@ TEST(Case, FollowsTheSimpleMapping) {
   }
 }
 
+TEST(FileName, PiecesJoinToTheName) {
+  const struct {
+    std::wstring name, path, base, extension;
+  } rows[] = {
+      {L"/data/scene.tar.gz", L"/data/", L"scene.tar", L".gz"},
+      {L"scene", L"", L"scene", L""},
+      {L"/data.d/.hidden", L"/data.d/", L".hidden", L""},
+      {L"a/b./c.", L"a/b./", L"c", L"."},
+      {L"/", L"/", L"", L""},
+      {L"", L"", L"", L""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(kfnp_FileNameGetPathPart(row.name), row.path);
+    EXPECT_EQ(kfnp_FileNameGetBasePart(row.name), row.base);
+    EXPECT_EQ(kfnp_FileNameGetExtPart(row.name), row.extension);
+    EXPECT_EQ(kfnp_FileNameGetNamePart(row.name), row.base + row.extension);
+  }
+}
+
+TEST(FileName, BothFormsAreTheSame) {
+  KerrException error(L"tests", L"FileName");
+  const std::wstring text = L"C:\\no file name at all? \u00fc/";
+  EXPECT_EQ(kfnp_FileNameExternalToInternal(text, error), text);
+  EXPECT_EQ(kfnp_FileNameInternalToExternal(text, error), text);
+  std::wstring path = text;
+  kstr_ConvertPathNT(path);
+  EXPECT_EQ(path, text);
+  EXPECT_FALSE(error.IsPending());
+  kfnp_FileNameInternalToExternal(std::wstring(L"a\0b", 3), error);
+  EXPECT_EQ(error.get_What(), L"A file name holds a null character.");
+}
+
+TEST(Sprintf, PutsTextsInOrder) {
+  EXPECT_EQ(kstr_Sprintf(L"%s/%s", {L"a%s", L"b"}), L"a%s/b");
+  EXPECT_EQ(kstr_Sprintf(L"100%% %s%s%d%", {L"x"}), L"100% x%s%d%");
+}
+
+TEST(Letters, AreThoseOfAllScripts) {
+  for (const wchar_t c : L"azAZ09\u00e4\u00df\u0416\u4e2d\u0664\U0001D7D8\U00020000") {
+    EXPECT_EQ(ktxt_Text_isalnum(c), c != L'\0') << std::hex << static_cast<unsigned>(c);
+  }
+  for (const wchar_t c : L" _$.(@`[{/:\x7f\u00a0\u00d7\u2003\u20ac\u0301\xDC80\U0001F600") {
+    EXPECT_FALSE(ktxt_Text_isalnum(c)) << std::hex << static_cast<unsigned>(c);
+  }
+}
+
 }  // namespace

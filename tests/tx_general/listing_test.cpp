@@ -1,8 +1,13 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/filesystem.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <set>
 
+#include "kcommon/kfnp.h"
 #include "tx_general/rows.h"
 
 namespace {
@@ -107,6 +112,60 @@ TEST_F(ListingTest, WhatIsNoDirectoryEndsTheRun) {
        error,
        false},
   });
+}
+
+TEST_F(ListingTest, WildcardsHaveSetsAndLists) {
+  for (const char* name : {"a b.txt", "x;y.txt", "e.Dat"}) folder_.Write(name, "x");
+  const auto run = [&](const wchar_t* wildcard) {
+    return Run({{L"Directory", Directory(folder_.WidePath())}, {L"Wildcard", Value(wildcard)}});
+  };
+  EXPECT_EQ(run(L"[B-E].*"), (Expected{In(L"b.TXT"), In(L"c.dat"), In(L"e.Dat")}));
+  EXPECT_EQ(run(L"*.dat; a ?.txt"), (Expected{In(L"a b.txt"), In(L"c.dat"), In(L"e.Dat")}));
+  EXPECT_EQ(run(L"[!a-c].*"), Expected{In(L"e.Dat")});
+  EXPECT_EQ(run(L"x[;]y.*"), Expected{In(L"x;y.txt")});
+  EXPECT_EQ(run(L""),
+            (Expected{In(L"a b.txt"), In(L"a.txt"), In(L"b.TXT"), In(L"c.dat"), In(L"e.Dat"), In(L"x;y.txt")}));
+}
+
+TEST_F(ListingTest, FilesOfAFolderComeBeforeThoseBelow) {
+  EXPECT_EQ(Run({{L"Directory", Directory(folder_.WidePath())}, {L"IncludeSubFolders", Value(true)}}),
+            (Expected{In(L"a.txt"), In(L"b.TXT"), In(L"c.dat"), In(L"other/e.txt"), In(L"sub/d.txt")}));
+}
+
+/// In memory where there is such a folder: some disks take half a minute to make that many files.
+class ManyFiles {
+ public:
+  static constexpr int kCount = 100'000;
+  ManyFiles() {
+    boost::system::error_code error;
+    const auto memory = boost::filesystem::path("/dev/shm") / boost::filesystem::unique_path("tessera-%%%%%%%%");
+    path_ = boost::filesystem::create_directory(memory, error) ? memory.native() : other_.Path();
+    for (int i = 0; i < kCount; ++i) {
+      char name[16];
+      std::snprintf(name, sizeof name, "/%05d.dat", i);
+      ::close(::open((path_ + name).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+    }
+  }
+  ~ManyFiles() { boost::filesystem::remove_all(path_); }
+  ManyFiles(const ManyFiles&) = delete;
+  ManyFiles& operator=(const ManyFiles&) = delete;
+  std::wstring Path() const { return kfnp_FromNative(path_); }
+
+ private:
+  TemporaryFolder other_;
+  std::string path_;
+};
+
+TEST(Listing, AHundredThousandFiles) {
+  const ManyFiles files;
+  ModelHost host;
+  host.Add(L"MultiFilenameInput", L"op");
+  host.Set(L"op.Directory", Directory(files.Path())).Set(L"op.Wildcard", L"*[0-8].DAT");
+  ASSERT_TRUE(host.Run()) << kstr_ToUtf8(host.Error());
+  const auto names = Names(host.Existing(L"op.FilenamesOut"));
+  ASSERT_EQ(names.size(), ManyFiles::kCount / 10 * 9u);
+  EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+  EXPECT_EQ(names.back(), files.Path() + L"/99998.dat");
 }
 
 TEST(Listing, ListPortsNameTheirItems) {

@@ -202,13 +202,21 @@ TEST_F(TextFileInputTest, MissingFileIsNamedWithTheReason) {
 }
 
 TEST_F(TextFileInputTest, BadBytesAndFoldersAreFailures) {
-  for (const auto& name : {folder_.Write("bad.txt", "a\xFF"), folder_.WidePath()}) {
+  for (const auto& name : {folder_.Write("bad.txt", "\xEF\xBB\xBF\xFF"), folder_.WidePath()}) {
     ModelHost host;
     host.Add(L"TextFileInput", L"op");
     host.Set(L"op.Filename", File(name));
     EXPECT_FALSE(host.Run());
     EXPECT_TRUE(host.Error().starts_with(L"Unable to open file: " + name + L" "));
   }
+}
+
+TEST_F(TextFileInputTest, WhatIsNoUtf8IsWindows1252) {
+  ExpectRow({"latin",
+             L"TextFileInput",
+             {{L"Filename", File(folder_.Write("latin.txt", "gr\xFC\xDF \x80"))}, {L"Offset", Value(2u)}},
+             L"String",
+             Value(L"\u00FC\u00DF \u20AC")});
 }
 
 TEST_F(TextFileInputTest, EmptyNameIsAnErrorOfTheName) {

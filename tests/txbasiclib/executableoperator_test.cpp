@@ -9,6 +9,11 @@
 #include <filesystem>
 #include <thread>
 
+#include "kcommon/kerr.h"
+#include "kcommon/kfnp.h"
+#include "kcommon/kpmg.h"
+#include "kcommon/scratchfolder.h"
+#include "support/child.h"
 #include "txlib/model.h"
 
 namespace {
@@ -44,12 +49,26 @@ TEST(ExecutableOperator, ArgumentLines) {
     const wchar_t* line;
     Words words;
   } rows[] = {{L"", {}},
-              {L" \t ", {}},
-              {L"a  b\tc", {L"a", L"b", L"c"}},
+              {L"a b c", {L"a", L"b", L"c"}},
+              {L"a  b", {L"a", L"", L"b"}},
+              {L" ", {L"", L""}},
+              {L" a ", {L"", L"a", L""}},
               {L"\"a b\" c", {L"a b", L"c"}},
-              {L"a\"b c\"d \"\"", {L"ab cd", L""}},
-              {L"\\\"x\\y \"o\\\"p", {L"\"x\\y", L"o\"p"}},
-              {L"$HOME *;", {L"$HOME", L"*;"}}};
+              {L"\"a\tb\" \"c\nd\"", {L"a\tb", L"c\nd"}},
+              {L"\" \"", {L" "}},
+              // Quotes around no white space are nobody's but the value's.
+              {L"\"\"", {L"\"\""}},
+              {L"\"a\" b", {L"\"a\"", L"b"}},
+              {L"5\" 6 \"a b\"", {L"5\"", L"6", L"a b"}},
+              {L"{\"a\":1} x", {L"{\"a\":1}", L"x"}},
+              // Blanks between quotes within an argument are its own.
+              {L"-out=\"a b\" c", {L"-out=\"a b\"", L"c"}},
+              {L"{\"a\":\"b c\"} x", {L"{\"a\":\"b c\"}", L"x"}},
+              {L"\"a b\"c d", {L"\"a b\"c", L"d"}},
+              {L"5\" disk", {L"5\"", L"disk"}},
+              {L"\"never closed", {L"\"never", L"closed"}},
+              {L"\\ \u00fc\u2003\U0001F600", {L"\\", L"\u00fc\u2003\U0001F600"}},
+              {L"$HOME *; | x", {L"$HOME", L"*;", L"|", L"x"}}};
   for (const auto& row : rows) EXPECT_EQ(ExecutableOperator::SplitArgumentLine(row.line), row.words);
 }
 
@@ -100,9 +119,132 @@ TEST(ExecutableOperator, WhatIsNotThereIsAMessage) {
   } catch (const tx::OperatorException& exception) {
     EXPECT_EQ(exception.get_What(), L"The program \"no-such-program\" was not found; looked in \"/nowhere\" and PATH.");
   }
-  op->executable = L"/etc/passwd";
-  EXPECT_THROW(op->Execute(), tx::OperatorException);
   EXPECT_EQ(op->told, "");
+}
+
+std::wstring FaultOf(Runner& op) {
+  try {
+    op.Execute();
+  } catch (const tx::OperatorException& exception) {
+    return exception.get_What();
+  }
+  return L"no fault";
+}
+
+TEST(ExecutableOperator, WhatCantBeStartedIsAMessage) {
+  const ScratchFolder folder;
+  const std::wstring plain = folder.Make("plain", "no program");
+  const std::wstring lost = folder.Make("lost", "#!/nowhere/sh\n"), odd = folder.Make("odd", "\1\2\3\4");
+  for (const char* name : {"lost", "odd"}) std::filesystem::permissions(folder / name, std::filesystem::perms::all);
+  const struct {
+    std::wstring executable;
+    std::wstring fault;
+  } rows[] = {
+      {L"", L"There is no program to be started: its name is empty."},
+      {L"/nowhere/it", L"The program \"/nowhere/it\" does not exist."},
+      {plain, L"The program \"" + plain + L"\" is not executable."},
+      {L"plain", L"The program \"" + plain + L"\" is not executable."},
+      {folder.Wide(""), L"The program \"" + folder.Wide("") + L"\" does not exist."},
+      {lost, L"The program \"" + lost +
+                 L"\" could not be started: the interpreter that its first line names does not exist."},
+      {odd, L"The program \"" + odd + L"\" could not be started: Exec format error."},
+  };
+  for (const auto& row : rows) {
+    const auto op = Make(L"");
+    op->executable = row.executable;
+    op->searchPath = kfnp_FromNative(folder.Path().string());
+    EXPECT_EQ(FaultOf(*op), row.fault);
+    EXPECT_EQ(op->told, "");
+  }
+}
+
+TEST(ExecutableOperator, ASignalIsAWarning) {
+  const auto op = Make(L"-c \"kill -9 $$\"");
+  op->Execute();
+  ASSERT_EQ(op->GetMessages().size(), 1U);
+  EXPECT_EQ(op->GetMessages()[0].severity, tx::Issue::Warning);
+  EXPECT_EQ(op->GetMessages()[0].text, L"The program \"/bin/sh\" was ended by signal 9 (Killed).");
+  const auto same = Make(L"-c \"exit 137\"");
+  same->Execute();
+  EXPECT_TRUE(same->GetMessages().empty()) << "which a program may give as its own status";
+}
+
+class SessionLogLines {
+ public:
+  SessionLogLines() {
+    kerr_SetSessionLogSink([this](const std::wstring& line) { lines.push_back(line); });
+  }
+  ~SessionLogLines() {
+    kerr_SetSessionLogSink([](const std::wstring&) {});
+  }
+  SessionLogLines(const SessionLogLines&) = delete;
+  SessionLogLines& operator=(const SessionLogLines&) = delete;
+  std::vector<std::wstring> lines;
+};
+
+TEST(ExecutableOperator, TheOutputGoesToTheSessionLogLineByLine) {
+  const SessionLogLines log;
+  const auto op = Make(L"-c \"printf '100%%%%\\n\\nbad\\377\\r\\n'; printf 'e\\303'; sleep 0.1; printf '\\274 end'\"");
+  op->Execute();
+  EXPECT_EQ(log.lines, (std::vector<std::wstring>{L"100%%", L"", L"bad\uFFFD", L"e\u00fc end"}));
+  EXPECT_EQ(op->GetConsoleOutput(), L"100%%\n\nbad\uFFFD\r\ne\u00fc end");
+}
+
+TEST(ExecutableOperator, CharactersMayLieAcrossBlocksAndPieces) {
+  const SessionLogLines log;
+  constexpr std::size_t kCount = 300'000;
+  const auto op = Make(L"-c \"yes \u20ac | head -n 300000 | tr -d '\\n'\"");
+  op->Execute();
+  EXPECT_EQ(op->GetConsoleOutput(), std::wstring(kCount, L'\u20ac'));
+  std::wstring told;
+  for (const auto& line : log.lines) told += line;
+  EXPECT_EQ(told, op->GetConsoleOutput());
+  EXPECT_GT(log.lines.size(), 10U) << "a line that long is told in pieces";
+}
+
+TEST(ExecutableOperator, OnlyFoldersThatThePreferenceNames) {
+  const ScratchFolder folder;
+  folder.Make("tools/below/keep");
+  std::filesystem::copy_file("/bin/true", folder / "tools/tool");
+  std::filesystem::create_symlink("/bin/sh", folder / "tools/shell");
+  std::filesystem::create_directory_symlink("tools", folder / "link");
+  std::filesystem::create_symlink("tools/tool", folder / "outside");
+  kpmg::Value value;
+  value.type = KpmgString;
+  value.text = L"/nowhere;" + folder.Wide("tools");
+  kpmg::Set(L"external", L"folders", value);
+  const std::wstring tail =
+      L" may not be started: it lies in none of the folders of the preference \"external/folders\" (" + value.text +
+      L").";
+  const struct {
+    std::wstring executable;
+    bool isAllowed;
+  } rows[] = {{folder.Wide("tools/tool"), true},
+              {folder.Wide("link/tool"), true},
+              {folder.Wide("tools/below/../tool"), true},
+              {folder.Wide("tools/shell"), true},
+              {folder.Wide("outside"), false},
+              {folder.Wide("tools/../outside"), false},
+              {L"/bin/sh", false}};
+  for (const auto& row : rows) {
+    const auto op = Make(L"");
+    op->executable = row.executable;
+    EXPECT_EQ(FaultOf(*op), row.isAllowed ? L"no fault" : L"The program \"" + row.executable + L"\"" + tail);
+  }
+  value.text.clear();
+  kpmg::Set(L"external", L"folders", value);
+}
+
+TEST(ExecutableOperator, ForbiddenProgramsAreNotStarted) {
+  // In a process of its own: it can't be allowed again.
+  testing_support::Child child([](const auto&) {
+    Tamrin::TesseraBasic::ForbidExternalPrograms();
+    const auto op = Make(L"");
+    return FaultOf(*op) == L"The program \"sh\" was not started: this run starts no external programs (--no-external)."
+               ? 0
+               : 1;
+  });
+  EXPECT_EQ(child.Wait(), 0);
 }
 
 TEST(ExecutableOperator, CancellingEndsTheProgram) {
