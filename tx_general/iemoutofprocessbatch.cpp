@@ -119,6 +119,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
       LogIteration(L"Gathering Outputs.");
       // The count goes on from the first phase: progress ends at 200.
       RunInOrder(*trigger, count, gather);
+      trigger->TellKept();
       return;
     }
     LogIteration(L"Concurrency is " + std::to_wstring(threads) + L".");
@@ -140,6 +141,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     trigger->SetAction(gather);
     helper.RunGlobalProcess(false);
     LogIteration(L"Iterations complete");
+    trigger->TellKept();
   }
 
   static void RunInOrder(ConcurrentActionTrigger& trigger, unsigned count,

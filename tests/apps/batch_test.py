@@ -48,7 +48,7 @@ class BatchTest(ProgramTest):
     def setUp(self):
         super().setUp()
         # A name that a shell line or a list might fall over.
-        self.temporary = self.folder / "it's tempor\u00e4r \u65e5\u672c"
+        self.temporary = self.folder / "it's \"tempor\u00e4r\" $HOME \u65e5\u672c"
         self.temporary.mkdir()
         self.env.update(VANTIX_PLUGIN_PATH=TEST_PLUGINS, TMPDIR=str(self.temporary), BATCH_TEST=str(self.folder))
         for name in ("ComSpec", "VANTIX_HOME", "ARCHM"):
