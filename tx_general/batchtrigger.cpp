@@ -231,9 +231,9 @@ void ConcurrentActionTrigger::Gather(std::size_t index) {
   }
 }
 
-void ConcurrentActionTrigger::TellKept() const {
+void ConcurrentActionTrigger::TellKept(Operator& shown) const {
   for (const auto& [output, count] : kept_) {
-    owner_->SetWarningMessage(L"The output \"" + output.first + L"\" is empty for " + std::to_wstring(count) + L" of " +
+    shown.SetWarningMessage(L"The output \"" + output.first + L"\" is empty for " + std::to_wstring(count) + L" of " +
                               std::to_wstring(count_) + L" items: a value of type " + output.second +
                               L" has no form in JSON and can't leave its process.");
   }

@@ -60,8 +60,9 @@ class ConcurrentActionTrigger : public Operator {
   void RunBatch(unsigned threads);
   void Gather(std::size_t index);
 
-  /// Warns of the outputs that came back empty since their values have no form in JSON.
-  void TellKept() const;
+  /// Warns of the outputs that came back empty since their values have no form in JSON, by the operator that the user
+  /// sees.
+  void TellKept(Operator& shown) const;
 
  private:
   void Register(const std::wstring& file);
