@@ -1,4 +1,6 @@
 // Lists of lines and iterations in processes of their own, next to bare ways to run the same programs.
+#include "batch_bench.h"
+
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -10,17 +12,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
-#include "kcommon/kgda.h"
-#include "kcommon/kpmg.h"
-#include "txbasiclib/basicvalues.h"
-#include "txbasiclib/table.h"
 #include "txlib/datajson.h"
 #include "txlib/factories.h"
 #include "txlib/model.h"
@@ -30,69 +27,7 @@ namespace {
 
 namespace tx = Tamrin::Tessera;
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
-
-const std::string kHome = fs::path(TESSERA_PROGRAM).parent_path().parent_path().parent_path();
-const std::string kManager = fs::path(TESSERA_PROGRAM).parent_path() / "batchprocess.exe";
-
-/// A folder that goes with the benchmark.
-class Folder {
- public:
-  Folder() {
-    std::string name = (fs::temp_directory_path() / "tessera-bench-batch-XXXXXX").string();
-    if (!::mkdtemp(name.data())) std::abort();
-    path_ = name;
-  }
-  ~Folder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  std::string Write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ + "/" + name, std::ios::binary) << text;
-    return path_ + "/" + name;
-  }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-pid_t Start(const Words& words, int input = -1) {
-  std::vector<char*> arguments;
-  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (input >= 0) posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-  for (const int stream : {STDOUT_FILENO, STDERR_FILENO})
-    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
-  pid_t child = 0;
-  const int failure = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  return failure == 0 ? child : -1;
-}
-
-bool Succeeds(pid_t child) {
-  int status = -1;
-  return child > 0 && ::waitpid(child, &status, 0) == child && status == 0;
-}
-
-std::string ListOf(std::size_t count, const std::string& column = "A") {
-  std::string text = column + "\n";
-  for (std::size_t i = 0; i < count; ++i) text += std::to_string(i) + "\n";
-  return text;
-}
-
-void Repeat(benchmark::State& state, std::int64_t items, const std::function<bool()>& work) {
-  for (auto _ : state) {
-    if (work()) continue;
-    state.SkipWithError("could not be run");
-    break;
-  }
-  state.SetItemsProcessed(state.iterations() * items);
-}
+using namespace batch_bench;
 
 constexpr int kLines = 500;
 
@@ -114,10 +49,15 @@ BENCHMARK(SpawnLines)->UseRealTime()->Unit(benchmark::kMillisecond)->Repetitions
 /// Asked: at most 0.15 ms a line above SpawnLines.
 void ManagerOverLines(benchmark::State& state) {
   const Folder folder;
-  const Words call = {kManager, "-bcf", folder.Write("job.bcf", R"({"command": ["/bin/true"]})"),
-                      "-bls",   folder.Write("list.bls", ListOf(kLines)),
-                      "-simul", "2",
-                      "-logfile", folder.Path() + "/log"};
+  const Words call = {kManager,
+                      "-bcf",
+                      folder.Write("job.bcf", R"({"command": ["/bin/true"]})"),
+                      "-bls",
+                      folder.Write("list.bls", ListOf(kLines)),
+                      "-simul",
+                      "2",
+                      "-logfile",
+                      folder.Path() + "/log"};
   Repeat(state, kLines, [&call] { return Succeeds(Start(call)); });
   state.SetLabel("vs SpawnLines/real_time");
 }
@@ -127,7 +67,8 @@ constexpr int kIterations = 1000;
 
 std::string IteratorDocument(const std::string& items) {
   return R"({"format": "TesseraModelFormat", "version": 1,
-  "ports": [{"name": "In", "alias": "each.In", "value": )" + items + R"(}, {"name": "Out", "alias": "each.Out"}],
+  "ports": [{"name": "In", "alias": "each.In", "value": )" +
+         items + R"(}, {"name": "Out", "alias": "each.Out"}],
   "operators": [{"id": "each", "operator": "VANTIX.Iterator", "values": {"ExecutionMethod": "OutOfProcessBatch"}, "model":
   {"ports": [{"name": "In", "alias": "keep.Input1"}, {"name": "Out", "alias": "keep.Output1"}], "operators":
   [{"id": "keep", "operator": "VANTIX.Report", "values": {"ToSessionLog": false, "ConfigString": ""}}]}}]})";
@@ -135,8 +76,11 @@ std::string IteratorDocument(const std::string& items) {
 
 /// The files of a run of the iterator, kept for whoever runs the same command lines.
 bool KeepFiles(const Folder& folder, const std::string& document) {
-  const std::string shell = folder.Write("shell", "#!/bin/sh\nlist=$(printf %s \"$2\" | sed 's/.*-bls \"\\([^\"]*\\)\".*/\\1/')\n"
-                                                  "cp -r \"${list%/*}\" '" + folder.Path() + "/kept'\nexit 1\n");
+  const std::string shell =
+      folder.Write("shell",
+                   "#!/bin/sh\nlist=$(printf %s \"$2\" | sed 's/.*-bls \"\\([^\"]*\\)\".*/\\1/')\n"
+                   "cp -r \"${list%/*}\" '" +
+                       folder.Path() + "/kept'\nexit 1\n");
   ::chmod(shell.c_str(), 0700);
   const char* const before = std::getenv("ComSpec");
   const std::string old = before ? before : "";
@@ -191,15 +135,19 @@ BENCHMARK(IterateInProcesses)->UseRealTime()->Unit(benchmark::kMillisecond)->Ite
 /// the processes is in it.
 boost::shared_ptr<tx::Model> OpenIterator(const Folder& folder) {
   kerr_SetSessionLogSink({});
-  ::setenv("ComSpec",
-           folder.Write("shell", "#!/usr/bin/python3\nimport json, sys\nlist = sys.argv[2].split('-bls \"')[1].split('\"')[0]\n"
-                                 "for line in open(list).read().splitlines()[1:]:\n"
-                                 "    given, made = [word[1:-1] for word in line.split('\\t')[1:3]]\n"
-                                 "    text = open(given).read()\n"
-                                 "    at = text.index('\"In\"')\n"
-                                 "    open(made, 'w').write('{\"Outputs\": [{\"Name\": \"Out\"' + text[at + 4:text.rindex(']')] + ']}')\n")
-               .c_str(),
-           1);
+  ::setenv(
+      "ComSpec",
+      folder
+          .Write(
+              "shell",
+              "#!/usr/bin/python3\nimport json, sys\nlist = sys.argv[2].split('-bls \"')[1].split('\"')[0]\n"
+              "for line in open(list).read().splitlines()[1:]:\n"
+              "    given, made = [word[1:-1] for word in line.split('\\t')[1:3]]\n"
+              "    text = open(given).read()\n"
+              "    at = text.index('\"In\"')\n"
+              "    open(made, 'w').write('{\"Outputs\": [{\"Name\": \"Out\"' + text[at + 4:text.rindex(']')] + ']}')\n")
+          .c_str(),
+      1);
   ::chmod((folder.Path() + "/shell").c_str(), 0700);
   const std::string text = IteratorDocument("[]");
   return tx::ModelFormatFactory::OpenFromBuffer(std::wstring(text.begin(), text.end()), L"TesseraModelFormat");
@@ -223,5 +171,56 @@ void PrepareAndGather(benchmark::State& state) {
   before ? ::setenv("ComSpec", old.c_str(), 1) : ::unsetenv("ComSpec");
 }
 BENCHMARK(PrepareAndGather)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+constexpr int kTableRows = 4'000'000;
+
+/// A table whose JSON has about 100 MB.
+boost::shared_ptr<tx::Data> BigTable() {
+  std::string text = R"({"Type": "VANTIX.Table", "Value": {"NumberType": 10, "Values": [0)";
+  for (int i = 1; i < kTableRows; ++i) text += "," + std::to_string(i) + ".1428571428571";
+  tx::JsonValue json;
+  boost::shared_ptr<tx::Data> data;
+  std::wstring error;
+  if (!json.DeserializeUtf8(text + "]}}", false, nullptr) || !tx::DataFromTypedJson(json, data, error)) std::abort();
+  return data;
+}
+
+void WriteAndReadTable(benchmark::State& state) {
+  const Folder folder;
+  const auto table = BigTable();
+  const std::wstring file = kfnp_FromNative(folder.Path() + "/table.json");
+  Repeat(state, 1, [&] {
+    tx::JsonValue json, read;
+    if (!tx::DataToTypedJson(table, json)) return false;
+    kfio::WriteBytes(file, json.SerializeUtf8(true));
+    boost::shared_ptr<tx::Data> again;
+    std::wstring error;
+    return read.DeserializeUtf8(kfio::ReadBytes(file), false, nullptr) && tx::DataFromTypedJson(read, again, error);
+  });
+}
+BENCHMARK(WriteAndReadTable)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+
+/// Asked: at most 2 of WriteAndReadTable. The process has the table as its input and gives the number of its rows.
+void TableAsInput(benchmark::State& state) {
+  kerr_SetSessionLogSink({});
+  const Folder folder;
+  ::setenv("ComSpec", (fs::path(TESSERA_PROGRAM).parent_path() / "comspec").c_str(), 1);
+  const std::string text = R"({"format": "TesseraModelFormat", "version": 1,
+  "ports": [{"name": "In", "alias": "each.In"}, {"name": "Out", "alias": "each.Out"}],
+  "operators": [{"id": "each", "operator": "VANTIX.Iterator", "values": {"ExecutionMethod": "OutOfProcessBatch"}, "model":
+  {"ports": [{"name": "In", "alias": "eq.Data"}, {"name": "Out", "alias": "eq.IsEmpty"}], "operators":
+  [{"id": "eq", "operator": "VANTIX.IsEmpty"}]}}]})";
+  const auto model =
+      tx::ModelFormatFactory::OpenFromBuffer(std::wstring(text.begin(), text.end()), L"TesseraModelFormat");
+  const auto table = BigTable();
+  Repeat(state, 1, [&] {
+    model->GetPort(L"In")->SetData(tx::MakeData<tx::DataListData>(tx::DataList{table}));
+    model->Execute();
+    return model->GetPort(L"Out")->GetExistingData() != nullptr;
+  });
+  ::unsetenv("ComSpec");
+  state.SetLabel("vs WriteAndReadTable/iterations:1/real_time");
+}
+BENCHMARK(TableAsInput)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
 }  // namespace
