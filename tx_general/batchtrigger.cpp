@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "iteratorparts.h"
+#include "jsonlib/preferences.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -67,7 +68,8 @@ DataPtr ParseBatchItem(const JsonValue& data) {
 
 }  // namespace
 
-DataList ParseBatchOutput(const std::string& text, const std::vector<std::wstring>& names) {
+DataList ParseBatchOutput(const std::string& text, const std::vector<std::wstring>& names,
+                          std::vector<std::wstring>& kept) {
   JsonValue root;
   const JsonValue* const outputs = root.DeserializeUtf8(text, false, nullptr) ? root.Find("Outputs") : nullptr;
   if (!outputs || outputs->IsNull()) throw std::runtime_error("Outputs are NULL");
@@ -76,6 +78,9 @@ DataList ParseBatchOutput(const std::string& text, const std::vector<std::wstrin
     const JsonValue* const data = FindBatchOutput(*outputs, name);
     if (!data || data->IsNull()) throw std::runtime_error("Unable to find data in outputs");
     items.push_back(ParseBatchItem(*data));
+    const JsonValue* const type = items.back() ? nullptr : data->Find("Type");
+    const bool isEmpty = !type || type->AsUtf8().empty() || type->AsUtf8() == "VANTIX.Data";
+    kept.push_back(isEmpty ? std::wstring() : type->AsString());
   }
   return items;
 }
@@ -167,11 +172,16 @@ void ConcurrentActionTrigger::WriteList(const std::wstring& file, unsigned threa
 
 void ConcurrentActionTrigger::RunBatch(unsigned threads) {
   KerrException error(L"tx_general\\batchtrigger", L"korven::tx_general::ConcurrentActionTrigger::RunBatch");
-  const auto quoted = [](const std::wstring& text) { return L"\"" + text + L"\""; };
+  // The line is expanded as a whole; what looks like a variable in a file's name is none.
+  const std::wstring dollar = L"$", hidden = L"\uFFFF";
+  const auto quoted = [&](const std::wstring& name) {
+    const std::wstring text = boost::replace_all_copy(name, L"\"", L"\"\"");
+    return L"\"" + boost::replace_all_copy(text, dollar, hidden) + L"\"";
+  };
   Kstr_StringList words{{L"set", L"VANTIX_BATCH_RUN=1", L"&&", L"set",
                          L"VANTIX_BATCH_SUBMITTIME=" + std::to_wstring(ktim_Time()), L"&&",
                          L"$VANTIX_HOME\\bin\\$ARCHM\\batchprocess.exe", L"-bcf",
-                         quoted(L"$VANTIX_HOME\\etc\\models\\IteratorExecutionMethodOutOfProcessBatch.bcf")}};
+                         L"\"$VANTIX_HOME\\etc\\models\\IteratorExecutionMethodOutOfProcessBatch.bcf\""}};
   const std::wstring list = pathPart_ + basePart_ + L".bls";
   const std::wstring log = pathPart_ + basePart_ + L".log";
   Register(list);
@@ -180,16 +190,22 @@ void ConcurrentActionTrigger::RunBatch(unsigned threads) {
                                    std::to_wstring(simultaneous_), std::wstring(L"-logfile"), quoted(log)})
     words.strings.push_back(word);
   Register(log);
+  // What a process reads of its own stored preferences need not be what holds for this run.
+  const std::wstring preferences = pathPart_ + basePart_ + L"-Preferences.json";
+  Register(preferences);
+  kfio::WriteBytes(preferences, jsonlib::PreferencesInForce());
   LogIteration(L"Batch processing " + std::to_wstring(simultaneous_) + L" at a time.");
   const std::wstring shell = kstr_GetEnv(L"ComSpec");
   if (shell.empty()) throw std::runtime_error("Cannot find shell command");
-  const std::wstring line = kstr_StringExpand(kstr_StringListToDelimString(words, L" "), error);
+  std::wstring line = kstr_StringExpand(kstr_StringListToDelimString(words, L" "), error);
   error.Check(__LINE__);
+  boost::replace_all(line, hidden, dollar);
   ProcessStartInfo info;
   info.SetSuppressSysDialogs(true);
   info.SetHide();
   info.SetCheck([environment = owner_->GetEnvironment()] { environment->CheckCancelled(); });
-  const int status = kprc_ProcessRun(shell, {L"/C", quoted(line)}, info, error);
+  info.SetVariable(L"TESSERA_PREFERENCES", preferences);
+  const int status = kprc_ProcessRun(shell, {L"/C", L"\"" + line + L"\""}, info, error);
   error.Check(__LINE__);
   if (status != 0) owner_->SetErrorMessage(L"batchprocess failed");
   LogIteration(L"Batch processing complete");
@@ -204,12 +220,22 @@ void ConcurrentActionTrigger::Gather(std::size_t index) {
   } catch (const KorvenLog::Exception&) {
     text.clear();  // what is not there is told like what holds nothing
   }
-  const DataList items = ParseBatchOutput(text, outputs_.names);
+  std::vector<std::wstring> kept;
+  const DataList items = ParseBatchOutput(text, outputs_.names, kept);
   const std::lock_guard guard(lock_);
   for (std::size_t i = 0; i < items.size(); ++i) {
     DataList& list = outputs_.items[i];
     if (list.size() <= index) list.resize(index + 1);
     list[index] = items[i];
+    if (!kept[i].empty()) ++kept_[{outputs_.names[i], kept[i]}];
+  }
+}
+
+void ConcurrentActionTrigger::TellKept(Operator& shown) const {
+  for (const auto& [output, count] : kept_) {
+    shown.SetWarningMessage(L"The output \"" + output.first + L"\" is empty for " + std::to_wstring(count) + L" of " +
+                              std::to_wstring(count_) + L" items: a value of type " + output.second +
+                              L" has no form in JSON and can't leave its process.");
   }
 }
 

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support.h"
@@ -27,8 +29,10 @@ struct BatchOutputs {
 std::string BatchInputText(const BatchInputs& inputs, std::size_t index, bool hasOutputs);
 
 /// Takes the items of one iteration out of what its output file holds, in the order of the names. Raises
-/// std::runtime_error for what is not there.
-DataList ParseBatchOutput(const std::string& text, const std::vector<std::wstring>& names);
+/// std::runtime_error for what is not there. `kept` has for each name the type of a value that had no form in JSON and
+/// is empty for that reason, else nothing.
+DataList ParseBatchOutput(const std::string& text, const std::vector<std::wstring>& names,
+                          std::vector<std::wstring>& kept);
 
 /// Carries one run by the batch manager: its files, and the two phases around it.
 class ConcurrentActionTrigger : public Operator {
@@ -56,6 +60,10 @@ class ConcurrentActionTrigger : public Operator {
   void RunBatch(unsigned threads);
   void Gather(std::size_t index);
 
+  /// Warns of the outputs that came back empty since their values have no form in JSON, by the operator that the user
+  /// sees.
+  void TellKept(Operator& shown) const;
+
  private:
   void Register(const std::wstring& file);
   std::wstring FileName(const wchar_t* kind, std::size_t index) const;
@@ -68,8 +76,9 @@ class ConcurrentActionTrigger : public Operator {
   std::int64_t completed_ = 0;
   const BatchInputs& inputs_;
   BatchOutputs& outputs_;
-  std::mutex lock_;  ///< guards the registering, the names and the outputs
+  std::mutex lock_;  ///< guards the registering, the names, the outputs and what is kept
   std::vector<std::wstring> inputFiles_, outputFiles_;
+  std::map<std::pair<std::wstring, std::wstring>, std::size_t> kept_;  ///< output and type: items
   Action action_;
   std::wstring lineTerminator_;
   std::int32_t simultaneous_ = 1;

@@ -31,7 +31,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
   void OnExecute() override {
     const auto parents = GetParents();
     if (parents.empty()) SetErrorMessage(L"Could not determing owning iterator.");
-    const Operator& owner = *parents.front();
+    Operator& owner = *parents.front();
     const auto text = ReadPort<std::wstring>(*this, L"Model");
     const auto main = GetMainProcess();
     if (!main) SetErrorMessage(L"There is no model that could hold the files of a batch run.");
@@ -99,7 +99,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     ModelFormatFactory::Save(copy, file, format);
   }
 
-  void Drive(const Operator& owner, const std::wstring& modelFile, unsigned count, const BatchInputs& inputs,
+  void Drive(Operator& owner, const std::wstring& modelFile, unsigned count, const BatchInputs& inputs,
              BatchOutputs& outputs) {
     if (count == 0) {
       LogIteration(L"Iteration count is zero.");
@@ -119,6 +119,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
       LogIteration(L"Gathering Outputs.");
       // The count goes on from the first phase: progress ends at 200.
       RunInOrder(*trigger, count, gather);
+      trigger->TellKept(owner);
       return;
     }
     LogIteration(L"Concurrency is " + std::to_wstring(threads) + L".");
@@ -140,6 +141,7 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     trigger->SetAction(gather);
     helper.RunGlobalProcess(false);
     LogIteration(L"Iterations complete");
+    trigger->TellKept(owner);
   }
 
   static void RunInOrder(ConcurrentActionTrigger& trigger, unsigned count,

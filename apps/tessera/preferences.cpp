@@ -1,10 +1,11 @@
+#include "jsonlib/preferences.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
+#include <utility>
 
 #include "kcommon/kfio.h"
 #include "kcommon/kpmg.h"
@@ -13,98 +14,33 @@
 
 namespace TesseraProgram {
 
-using Tamrin::Tessera::JsonValueType::Array;
-using Tamrin::Tessera::JsonValueType::Object;
+namespace json = korven::jsonlib;
 
 namespace {
 
-constexpr std::pair<const char*, Kpmg_ParameterType> kKinds[] = {{"string", KpmgString},
-                                                                 {"number", KpmgNumber},
-                                                                 {"boolean", KpmgBoolean},
-                                                                 {"enumeration", KpmgEnum},
-                                                                 {"color", KpmgColor}};
-
-constexpr const wchar_t* kTypedForm =
-    L"{\"Type\": \"string\", \"number\", \"boolean\", \"enumeration\" or \"color\", \"Value\": ...}";
-
-std::string EnvironmentText(const char* name) {
-  const char* text = std::getenv(name);
-  return text ? text : "";
+std::string TextOf(const json::Value& value) {
+  std::string text = json::StyledWriter().writeUtf8(value);
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  return text;
 }
 
-std::string UserFile() {
-  std::string folder = EnvironmentText("XDG_CONFIG_HOME");
-  if (folder.empty() && !EnvironmentText("HOME").empty()) folder = EnvironmentText("HOME") + "/.config";
-  return folder.empty() ? folder : folder + "/tessera/preferences.json";
-}
-
-bool ReadValue(const JsonValue& json, kpmg::Value& value) {
-  const JsonValue* type = json.Find("Type");
-  const JsonValue* held = json.Find("Value");
-  if (!type || !held) return false;
-  for (const auto& [name, kind] : kKinds) {
-    if (type->AsUtf8() == name) value.type = kind;
+std::string ValueToText(const kpmg::Value& value) {
+  const json::Value whole = json::PreferenceToJson(value);
+  const json::Value& held = whole[L"Value"];
+  if (held.isString()) return kstr_ToUtf8(held.asString());
+  std::string text;
+  for (const char c : TextOf(held)) {
+    if (c != '\n' && c != ' ') text += c;
   }
-  switch (value.type) {
-    case KpmgString:
-    case KpmgEnum:
-      value.text = held->AsString();
-      return held->IsString();
-    case KpmgNumber:
-      value.number = held->AsDouble();
-      return held->IsNumber();
-    case KpmgBoolean:
-      value.boolean = held->AsBool();
-      return held->IsBool();
-    case KpmgColor:
-      for (unsigned i = 0; i < 4; ++i) value.color[i] = i < held->Count() ? (*held)[i].AsDouble() : 1.0;
-      return held->IsArray() && (held->Count() == 3 || held->Count() == 4) &&
-             std::all_of(held->begin(), held->end(), [](const JsonValue& part) { return part.IsNumber(); });
-    default:
-      return false;
-  }
+  return text;
 }
 
-JsonValue ValueToJson(const kpmg::Value& value) {
-  JsonValue json(Object);
-  for (const auto& [name, kind] : kKinds) {
-    if (value.type == kind) json.Set("Type", JsonValue::FromUtf8(name));
-  }
-  JsonValue held(value.text);
-  if (value.type == KpmgNumber) {
-    const bool isWhole = std::floor(value.number) == value.number && std::abs(value.number) < 1e15;
-    held = isWhole ? JsonValue::FromInt64(static_cast<std::int64_t>(value.number)) : JsonValue(value.number);
-  } else if (value.type == KpmgBoolean) {
-    held = JsonValue(value.boolean);
-  } else if (value.type == KpmgColor) {
-    held = JsonValue(Array);
-    for (const double part : value.color) held.Append(JsonValue(part));
-  }
-  json.Set("Value", std::move(held));
-  return json;
-}
-
-std::wstring ValueToText(const kpmg::Value& value) {
-  const JsonValue json = ValueToJson(value);
-  const JsonValue& held = *json.Find("Value");
-  return held.IsString() ? held.AsString() : held.Serialize();
-}
-
-void LoadFile(const std::string& file, bool mayBeMissing) {
-  if (file.empty() || (mayBeMissing && ::access(file.c_str(), F_OK) != 0)) return;
-  const JsonValue json = ReadJsonFile(file);
-  if (!json.IsObject()) throw Refusal(WideWord(file) + L": expected an object of categories");
-  for (const JsonValue::Member& category : json.GetMembers()) {
-    const std::wstring categoryName = kstr_FromUtf8Lossy(category.key);
-    if (!category.value.IsObject())
-      throw Refusal(WideWord(file) + L": " + categoryName + L": expected an object of preferences");
-    for (const JsonValue::Member& entry : category.value.GetMembers()) {
-      const std::wstring name = kstr_FromUtf8Lossy(entry.key);
-      kpmg::Value value;
-      if (!ReadValue(entry.value, value))
-        throw Refusal(WideWord(file) + L": " + categoryName + L"." + name + L": expected " + kTypedForm);
-      kpmg::Set(categoryName, name, value);
-    }
+/// What the user's files hold and how is a matter of the user's: it ends the program as a wrong call does.
+void LoadFile(const std::string& file) {
+  try {
+    json::LoadPreferences(file);
+  } catch (const std::exception&) {
+    throw Refusal(CurrentExceptionText());
   }
 }
 
@@ -115,11 +51,12 @@ bool ParseNumber(const std::string& text, double& number) {
 
 /// A value of any type: {"Type": ..., "Value": ...}.
 kpmg::Value ParseTyped(const std::string& text, const std::wstring& where) {
+  json::Value typed;
+  json::Reader reader{json::ParseOptions()};
+  if (!reader.parseUtf8(text, typed)) throw Refusal(where + L": " + reader.getFormattedErrorMessages());
   kpmg::Value value;
-  JsonValue json;
-  std::string error;
-  if (!json.DeserializeUtf8(text, true, &error)) throw Refusal(where + L": " + kstr_FromUtf8Lossy(error));
-  if (!ReadValue(json, value)) throw Refusal(where + L": expected " + kTypedForm);
+  if (!json::PreferenceFromJson(typed, value))
+    throw Refusal(where + L": expected " + kstr_FromUtf8Lossy(json::kPreferenceForm));
   return value;
 }
 
@@ -137,13 +74,9 @@ kpmg::Value ParseText(Kpmg_ParameterType known, const std::string& text, const s
   else if (value.type == KpmgNumber)
     isRead = isNumber;
   else if (value.type == KpmgColor) {
-    JsonValue json(Object);
-    JsonValue held;
-    std::string error;
-    isRead = held.DeserializeUtf8(text, true, &error);
-    json.Set("Type", JsonValue::FromUtf8("color"));
-    json.Set("Value", held);
-    isRead = isRead && ReadValue(json, value);
+    json::Value color(json::Value::objectValue);
+    color[L"Type"] = json::Value(L"color");
+    isRead = json::Reader().parseUtf8(text, color[L"Value"]) && json::PreferenceFromJson(color, value);
   }
   if (!isRead) throw Refusal(where + L": \"" + WideWord(text) + L"\" is no value of the preference's type");
   value.boolean = text == "true";
@@ -160,9 +93,11 @@ std::pair<std::wstring, std::wstring> SplitName(const std::string& text, const s
 }
 
 void LoadStored() {
-  const std::string home = EnvironmentText("VANTIX_HOME");
-  if (!home.empty()) LoadFile(home + "/etc/preferences.json", true);
-  LoadFile(UserFile(), true);
+  try {
+    json::LoadStoredPreferences();
+  } catch (const std::exception&) {
+    throw Refusal(CurrentExceptionText());
+  }
 }
 
 void MakeFolders(const std::string& file) {
@@ -173,16 +108,17 @@ void MakeFolders(const std::string& file) {
 int SetStored(const Arguments& arguments) {
   const auto [category, name] = SplitName(arguments.preference, L"preferences set");
   const auto value = ParseText(kpmg::GetPreferenceType(category, name), arguments.value, L"preferences set");
-  const std::string file = UserFile();
+  const std::string file = json::UserPreferencesFile();
   if (file.empty()) throw Refusal(L"preferences set: neither XDG_CONFIG_HOME nor HOME is set");
-  JsonValue json(Object);
-  if (::access(file.c_str(), F_OK) == 0) json = ReadJsonFile(file);
-  JsonValue inner(Object);
-  if (const JsonValue* held = json.Find(kstr_ToUtf8(category))) inner = *held;
-  inner.Set(kstr_ToUtf8(name), ValueToJson(value));
-  json.Set(kstr_ToUtf8(category), inner);
+  json::Value root(json::Value::objectValue);
+  if (::access(file.c_str(), F_OK) == 0) {
+    json::Reader reader{json::ParseOptions()};
+    if (!reader.parseUtf8(kfio::ReadBytes(WideWord(file)), root))
+      throw Refusal(WideWord(file) + L": " + reader.getFormattedErrorMessages());
+  }
+  root[category][name] = json::PreferenceToJson(value);
   MakeFolders(file);
-  kfio::WriteBytes(WideWord(file), json.SerializeUtf8(true) + "\n");
+  kfio::WriteBytes(WideWord(file), json::StyledWriter().writeUtf8(root));
   return kDone;
 }
 
@@ -197,10 +133,7 @@ int GetStored(const Arguments& arguments) {
     throw Refusal(L"there is no preference \"" + wanted + L"\"" +
                   (nearest.empty() ? L"" : L"; did you mean \"" + nearest + L"\"?"));
   }
-  if (arguments.json)
-    PrintJson(ValueToJson(value));
-  else
-    Print(ValueToText(value));
+  Print(kstr_FromUtf8Lossy(arguments.json ? TextOf(json::PreferenceToJson(value)) : ValueToText(value)));
   return kDone;
 }
 
@@ -208,7 +141,7 @@ int GetStored(const Arguments& arguments) {
 
 void LoadPreferences(const Arguments& arguments) {
   LoadStored();
-  if (!arguments.preferences.empty()) LoadFile(arguments.preferences, false);
+  if (!arguments.preferences.empty()) LoadFile(arguments.preferences);
   for (const std::string& word : arguments.prefs) {
     const std::size_t equals = word.find('=');
     if (equals == std::string::npos)
@@ -222,19 +155,14 @@ int Preferences(const Arguments& arguments) {
   LoadStored();
   if (arguments.action == "set") return SetStored(arguments);
   if (arguments.action == "get") return GetStored(arguments);
-  JsonValue json(Object);
-  for (const auto& [key, value] : kpmg::All()) {
-    if (!arguments.json) {
-      Print(key.first + L"/" + key.second + L" = " + ValueToText(value));
-      continue;
-    }
-    const std::string category = kstr_ToUtf8(key.first);
-    JsonValue inner(Object);
-    if (const JsonValue* held = json.Find(category)) inner = *held;
-    inner.Set(kstr_ToUtf8(key.second), ValueToJson(value));
-    json.Set(category, inner);
+  if (arguments.json) {
+    std::string text = json::PreferencesInForce();
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    Print(kstr_FromUtf8Lossy(text));
+    return kDone;
   }
-  if (arguments.json) PrintJson(json);
+  for (const auto& [key, value] : kpmg::All())
+    Print(key.first + L"/" + key.second + L" = " + kstr_FromUtf8Lossy(ValueToText(value)));
   return kDone;
 }
 

@@ -12,8 +12,10 @@
 
 #include "batch/joblist.h"
 #include "batch/localexecutor.h"
+#include "batch/slurmexecutor.h"
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
+#include "slurmsetup.h"
 
 namespace korven::batch {
 
@@ -33,7 +35,8 @@ constexpr const char* kUsage =
     "  --retries K    runs a line that failed again, up to K times (0)\n"
     "  --resume       passes over lines whose output is whole and newer than their input\n\n"
     "Exit status: 0 each line succeeded; 1 a line failed; 2 the call, the job or the list is wrong;\n"
-    "129, 130, 143 stopped by a signal.\n";
+    "129, 130, 143 stopped by a signal.\n\n"
+    "The preference batch/executor says where the lines run: \"local\", on this machine, or \"slurm\".\n";
 
 void Tell(const std::string& text) { std::fprintf(stderr, "batchprocess: %s\n", text.c_str()); }
 
@@ -216,6 +219,7 @@ std::vector<CommandLine> LinesToRun(const JobDescription& job, const JobList& li
 }  // namespace
 
 int RunBatch(const BatchOptions& options) {
+  const bool onSlurm = IsOnSlurm();
   const auto job = ReadParsed<JobDescription>(options.job);
   const auto list = ReadParsed<JobList>(options.list);
   try {
@@ -228,8 +232,13 @@ int RunBatch(const BatchOptions& options) {
   Log log(options.log);
   const auto lines = LinesToRun(job, list, options.resume, log);
   Report report(log, options.retries);
-  const int number =
-      RunLocally(lines, {options.simultaneous, options.retries, [&report](const LineEnd& end) { report.Take(end); }});
+  ExecutorRun run;
+  run.simultaneous = options.simultaneous;
+  run.retries = options.retries;
+  run.ended = [&report](const LineEnd& end) { report.Take(end); };
+  run.noted = [&log](const std::string& text) { log.Write("=== " + text + "\n"); };
+  run.told = &Tell;
+  const int number = onSlurm ? RunOnSlurm(lines, run, ReadSlurmSetup(options)) : RunLocally(lines, run);
   if (number == 0) return report.Conclude(list.lines.size());
   log.Write(std::string("=== stopped: ") + ::strsignal(number) + "\n");
   return 128 + number;
@@ -241,6 +250,9 @@ int BatchMain(const std::vector<std::string>& words) {
     return 0;
   }
   try {
+    // Of the tasks that the manager itself has started on a cluster.
+    if (words.size() == 4 && words[0] == "--task")
+      return RunSlurmTask(words[1], ReadCount("--task", words[2], 1), words[3]);
     return RunBatch(ReadOptions(words));
   } catch (const std::exception& error) {
     Tell(error.what());

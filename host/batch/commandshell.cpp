@@ -47,7 +47,10 @@ class LineReader {
  private:
   void Step() {
     const char c = line_[place_];
-    if (c == '"') {
+    if (inQuotes_ && line_.substr(place_, 2) == "\"\"") {
+      word_.text += c;
+      ++place_;
+    } else if (c == '"') {
       inQuotes_ = !inQuotes_;
       started_ = word_.quoted = true;
     } else if (inQuotes_) {

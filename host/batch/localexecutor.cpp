@@ -85,7 +85,7 @@ std::string FailureOf(int status) {
 
 class Executor {
  public:
-  Executor(const std::vector<CommandLine>& lines, const LocalRun& run) : lines_(lines), run_(run) {
+  Executor(const std::vector<CommandLine>& lines, const ExecutorRun& run) : lines_(lines), run_(run) {
     ::sigemptyset(&signals_);
     for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals_, number);
     ::sigprocmask(SIG_BLOCK, &signals_, &before_);
@@ -144,6 +144,7 @@ class Executor {
     try {
       slot.process = kprc_ProcessStart(request);
       ++running_;
+      if (run_.begun) run_.begun(*task.line);
     } catch (const std::system_error& error) {
       Finish(slot, error.what(), true);
     }
@@ -191,7 +192,7 @@ class Executor {
   }
 
   const std::vector<CommandLine>& lines_;
-  const LocalRun& run_;
+  const ExecutorRun& run_;
   sigset_t signals_{}, before_{};
   std::vector<std::unique_ptr<Slot>> slots_;
   std::deque<Task> again_;
@@ -202,6 +203,6 @@ class Executor {
 
 }  // namespace
 
-int RunLocally(const std::vector<CommandLine>& lines, const LocalRun& run) { return Executor(lines, run).Run(); }
+int RunLocally(const std::vector<CommandLine>& lines, const ExecutorRun& run) { return Executor(lines, run).Run(); }
 
 }  // namespace korven::batch

@@ -212,6 +212,7 @@ int kprc_ProcessRun(const std::wstring& program, const std::vector<std::wstring>
                     const ProcessStartInfo& info, KerrException& error) {
   Kprc_StartRequest request{kfnp_ToNative(program), {}};
   for (const std::wstring& argument : arguments) request.arguments.push_back(kfnp_ToNative(argument));
+  for (const std::wstring& variable : info.GetVariables()) request.variables.push_back(kfnp_ToNative(variable));
   // Standard output is for what the caller has to say.
   request.output = STDERR_FILENO;
   request.signalAtEnd = SIGTERM;

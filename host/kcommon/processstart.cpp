@@ -4,7 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -16,6 +18,7 @@ namespace {
 struct Plan {
   const Kprc_StartRequest& request;
   char* const* words;
+  char* const* environment;
   pid_t parent;
   int nothing;  ///< /dev/null
 };
@@ -41,7 +44,7 @@ int Become(const Plan& plan) {
   sigset_t none;
   ::sigemptyset(&none);
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
-  ::execve(plan.words[0], plan.words, ::environ);
+  ::execve(plan.words[0], plan.words, plan.environment);
   return errno;
 }
 
@@ -55,6 +58,22 @@ __attribute__((noinline)) pid_t Start(const Plan& plan, int telling) {
     ::_exit(127);
   }
   return process;
+}
+
+/// This process's environment with the request's variables in it.
+std::vector<char*> EnvironmentFor(const Kprc_StartRequest& request) {
+  std::vector<char*> all;
+  const auto isReplaced = [&request](const char* known) {
+    return std::any_of(request.variables.begin(), request.variables.end(), [known](const std::string& variable) {
+      return variable.compare(0, variable.find('=') + 1, known, 0, std::strcspn(known, "=") + 1) == 0;
+    });
+  };
+  for (char* const* known = ::environ; known && *known; ++known) {
+    if (!isReplaced(*known)) all.push_back(*known);
+  }
+  for (const std::string& variable : request.variables) all.push_back(const_cast<char*>(variable.c_str()));
+  all.push_back(nullptr);
+  return all;
 }
 
 /// Closed when it goes.
@@ -71,6 +90,8 @@ int kprc_ProcessStart(const Kprc_StartRequest& request) {
   std::vector<char*> words{const_cast<char*>(request.program.c_str())};
   for (const std::string& argument : request.arguments) words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);
+  const std::vector<char*> own = request.variables.empty() ? std::vector<char*>() : EnvironmentFor(request);
+  char* const* const environment = own.empty() ? ::environ : own.data();
   const File nothing{::open("/dev/null", O_RDONLY | O_CLOEXEC)};
   if (nothing.number < 0) throw std::system_error(errno, std::generic_category(), "/dev/null");
   int ends[2];
@@ -82,7 +103,7 @@ int kprc_ProcessStart(const Kprc_StartRequest& request) {
   sigset_t all, before;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  const pid_t process = Start({request, words.data(), ::getpid(), nothing.number}, telling.number);
+  const pid_t process = Start({request, words.data(), environment, ::getpid(), nothing.number}, telling.number);
   int failure = process < 0 ? errno : 0;
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   if (process > 0) {

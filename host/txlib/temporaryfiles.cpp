@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -22,6 +23,7 @@ namespace {
 
 constexpr const char* kPrefix = "tessera-";
 constexpr const char* kLockName = ".in-use";
+constexpr int kTries = 10;
 
 std::mutex foldersMutex;
 bool leaving = false;
@@ -61,12 +63,20 @@ void RemoveStale(const fs::path& root) {
 
 /// Another thread may make files in it at this time: then the folder is not empty when its turn comes.
 void RemoveFolder(const fs::path& folder) {
-  constexpr int kTries = 10;
   std::error_code error;
   for (int i = 0; i < kTries; ++i) {
     fs::remove_all(folder, error);
     if (error != std::errc::directory_not_empty) return;
   }
+}
+
+fs::path MakeFolder(const fs::path& root) {
+  std::string pattern = (root / (std::string(kPrefix) + std::to_string(::getpid()) + "-XXXXXX")).native();
+  if (!::mkdtemp(pattern.data())) {
+    throw std::runtime_error("A temporary folder could not be made in " + root.native() + ": " +
+                             std::generic_category().message(errno) + ".");
+  }
+  return pattern;
 }
 
 }  // namespace
@@ -80,13 +90,16 @@ CallbackHandle TemporaryFolder::Create(std::wstring& name) {
 
   const std::lock_guard making(foldersMutex);
   if (leaving) throw std::runtime_error("The program is about to end: there are no more temporary folders.");
-  std::string pattern = (root / (std::string(kPrefix) + std::to_string(::getpid()) + "-XXXXXX")).native();
-  if (!::mkdtemp(pattern.data())) {
-    throw std::runtime_error("A temporary folder could not be made in " + root.native() + ": " +
-                             std::generic_category().message(errno) + ".");
+  fs::path folder;
+  int lock = -1;
+  // Whoever looks for what killed processes left may come between the making and the locking, and take it away.
+  for (int tries = 0; tries < kTries; ++tries) {
+    folder = MakeFolder(root);
+    lock = LockFolder(folder, O_CREAT);
+    struct stat facts {};
+    if (lock < 0 ? fs::exists(folder, error) : ::fstat(lock, &facts) == 0 && facts.st_nlink > 0) break;
+    if (lock >= 0) ::close(lock);
   }
-  const fs::path folder(pattern);
-  const int lock = LockFolder(folder, O_CREAT);
   Folders().insert(folder);
   name = kfnp_FromNative(folder.native());
   return CallbackHandle(new int(lock), [folder](int* held) {

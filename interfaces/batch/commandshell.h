@@ -17,8 +17,8 @@ struct ShellCommand {
 };
 
 /// Takes a line apart at "&&", and each command at its blanks; double quotes hold blanks and signs together and are
-/// dropped. Raises std::invalid_argument where a quote is not closed, a command is missing, or a sign stands outside of
-/// quotes that other shells have a meaning for.
+/// dropped; two of them within are one that stays. Raises std::invalid_argument where a quote is not closed, a command
+/// is missing, or a sign stands outside of quotes that other shells have a meaning for.
 std::vector<ShellCommand> ParseShellLine(std::string_view line);
 
 /// The line that a call "/C LINE" asks for: its words with a blank between them. Double quotes around the whole are

@@ -15,6 +15,7 @@ struct Kprc_StartRequest {
   bool ownGroup = true;  ///< the program leads a process group of its own
   /// What the program gets when the thread that started it ends, as with its process; 0: nothing.
   int signalAtEnd = 0;
+  std::vector<std::string> variables{};  ///< "NAME=VALUE", set in the program's environment besides this process's own
 };
 
 /// Starts a program with empty standard input, no signal held back and none ignored, and gives its process id; the
@@ -51,11 +52,15 @@ class ProcessStartInfo {
   /// group (asked to end at first, made to after 5 seconds) and goes on to the caller.
   void SetCheck(std::function<void()> check) { check_ = std::move(check); }
   const std::function<void()>& GetCheck() const { return check_; }
+  /// Sets an environment variable of the program.
+  void SetVariable(const std::wstring& name, const std::wstring& value) { variables_.push_back(name + L"=" + value); }
+  const std::vector<std::wstring>& GetVariables() const { return variables_; }
 
  private:
   bool suppressSysDialogs_ = false;
   bool hide_ = false;
   std::function<void()> check_;
+  std::vector<std::wstring> variables_;
 };
 
 /// Runs a program in a process group of its own and waits for its end, without standard input; what it writes goes to

@@ -3,6 +3,8 @@ import json
 import os
 import pathlib
 import re
+import resource
+import shutil
 import signal
 import subprocess
 import time
@@ -48,7 +50,7 @@ class BatchTest(ProgramTest):
     def setUp(self):
         super().setUp()
         # A name that a shell line or a list might fall over.
-        self.temporary = self.folder / "it's tempor\u00e4r \u65e5\u672c"
+        self.temporary = self.folder / "it's \"tempor\u00e4r\" $HOME \u65e5\u672c"
         self.temporary.mkdir()
         self.env.update(VANTIX_PLUGIN_PATH=TEST_PLUGINS, TMPDIR=str(self.temporary), BATCH_TEST=str(self.folder))
         for name in ("ComSpec", "VANTIX_HOME", "ARCHM"):
@@ -116,6 +118,87 @@ class BatchTest(ProgramTest):
         self.assertTrue(done.stderr.endswith(": Data not JSONable!\n"), done.stderr)
         self.assertNotIn("batchprocess", done.stderr)
         self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_outputs_without_json_are_told(self):
+        body = text_body()
+        body["ports"].append({"name": "Secret", "alias": "hide.Secret"})
+        body["operators"].append({"id": "hide", "operator": "VANTIX.TestSecret"})
+        body["connections"] = [{"from": "text.String", "to": "hide.After"}]
+        model = batch(body, [1, 2, 3])
+        model["ports"].append({"name": "Secrets", "alias": "each.Secret"})
+        done = self.call("run", self.write("m.tsmx", model), "--json", "--log", "log")
+        self.assertEqual((done.returncode, done.stderr), (0, 'warning: Each: The output "Secret" is empty for 3 of 3 '
+                                                             "items: a value of type VANTIX.Password has no form in "
+                                                             "JSON and can't leave its process.\n"))
+        outputs = {row["Name"]: row["Data"]["Value"] for row in json.loads(done.stdout)["Outputs"]}
+        self.assertEqual(outputs["Secrets"], [None] * 3)
+        self.assertEqual([item["Value"] for item in outputs["Out"]], ["1", "2", "3"])
+
+    def test_preferences_of_the_run_reach_the_processes(self):
+        body = {"ports": [{"name": "In", "alias": "get.Name"}, {"name": "Out", "alias": "get.Value"}],
+                "operators": [{"id": "get", "operator": "VANTIX.GetPreferenceValue", "values": {"Category": "site"}}]}
+        (self.folder / "config" / "tessera").mkdir(parents=True)
+        held = {name: {"Type": "string", "Value": "user's"} for name in ("a", "b", "c")}
+        (self.folder / "config" / "tessera" / "preferences.json").write_text(json.dumps({"site": held}))
+        given = {name: {"Type": "string", "Value": "gr\u00fcn \"'$HOME"} for name in ("b", "c")}
+        (self.folder / "given.json").write_text(json.dumps({"site": given}))
+        words = ("--preferences", "given.json", "--pref", "site/c=the run's", "--pref", "site/d=2.5")
+        for inner in ("InProcessSerial", "OutOfProcessBatch"):
+            model = batch(body, ["a", "b", "c", "d"])
+            if inner == "OutOfProcessBatch":  # processes of processes
+                nested = batch(body, None)
+                del nested["ports"][0]["value"]
+                model = batch(nested, [["a", "b"], ["c", "d"]])
+            outputs = self.outputs(*words, model=self.write("m.tsmx", model))
+            items = outputs["Out"]["Value"]
+            if inner == "OutOfProcessBatch":
+                items = [item for row in items for item in row["Value"]]
+            self.assertEqual([item["Value"] for item in items], ["user's", "gr\u00fcn \"'$HOME", "the run's", 2.5])
+
+    def test_a_disk_that_is_full(self):
+        items = ["x" * 100_000 + str(i) for i in range(4)]
+        model = self.write("m.tsmx", batch(text_body(), items))
+        small = self.folder / "small"
+        small.mkdir()
+        self.env["TMPDIR"] = str(small)
+        mounted = subprocess.run(["unshare", "-m", "sh", "-c", f"mount -t tmpfs -o size=200k none '{small}'"],
+                                 capture_output=True) if shutil.which("unshare") else None
+        if mounted and mounted.returncode == 0:
+            call = ["unshare", "-m", "sh", "-c", f"mount -t tmpfs -o size=200k none '{small}' && \"$@\" && ls '{small}'", "sh"]
+            limit, expected = None, "No space left on device"
+        else:
+            call, limit, expected = [], self.limit_files, "File too large"
+        done = subprocess.run([*call, PROGRAM, "run", model, "--quiet", "--threads", "0"], cwd=self.folder, env=self.env,
+                              capture_output=True, text=True, timeout=60, preexec_fn=limit, restore_signals=False)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertIn(expected, done.stderr)
+        self.assertRegex(done.stderr, r"-Inputs-\d\.json")
+        self.assertNotIn("batchprocess", done.stderr)
+        self.assertEqual(os.listdir(small), [])
+
+    @staticmethod
+    def limit_files():
+        resource.setrlimit(resource.RLIMIT_FSIZE, (50_000, 50_000))
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+
+    def test_lines_whose_files_are_missing(self):
+        model = self.write("m.tsmx", text_body())
+        inputs = self.folder / "in.json"
+        inputs.write_text(json.dumps({"Inputs": [{"Name": "In", "Data": {"Type": "VANTIX.Int", "Value": 5}}]}))
+        rows = ((model, "nowhere in.json", "out 1.json"), ("nowhere m.tsmx", str(inputs), "out 2.json"),
+                (model, str(inputs), "nowhere/out 3.json"), (model, str(inputs), "out 4.json"))
+        (self.folder / "l.bls").write_text("MODEL_FILENAME\tINPUTS_FILENAME\tOUTPUTS_FILENAME\tCONCURRENCY\n" + "".join(
+            "\t".join(f"'{word}'" for word in row) + "\t1\n" for row in rows))
+        job = os.path.join(BIN, "..", "..", "etc", "models", "IteratorExecutionMethodOutOfProcessBatch.bcf")
+        done = subprocess.run([MANAGER, "-bcf", job, "-bls", "l.bls"], cwd=self.folder, env=self.env,
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        told = done.stderr.splitlines()
+        for line, name in ((1, "nowhere in.json"), (2, "nowhere m.tsmx"), (3, "nowhere/out 3.json")):
+            self.assertEqual(told[2 * line - 2], f"batchprocess: line {line}: exit status 2")
+            self.assertRegex(told[2 * line - 1], rf"^  \| error: .*{name}")
+        self.assertEqual(told[6:], ["batchprocess: 3 of 4 lines failed: 1, 2, 3"])
+        self.assertEqual([path.name for path in self.folder.glob("out*")], ["out 4.json"])
 
     def refusing(self):
         """Fails for false."""

@@ -34,6 +34,7 @@ TEST(CommandShell, LinesAreTakenApart) {
       {"a && b c&&d", {{"a"}, {"b", "c"}, {"d"}}},
       {R"(a "b c" d"e f"g)", {{"a", "b c", "de fg"}}},
       {R"(a "" b)", {{"a", "", "b"}}},
+      {R"(a "b ""c"" && d" """" """x")", {{"a", "b \"c\" && d", "\"", "\"x"}}},
       {R"(a "x && y | z" b)", {{"a", "x && y | z", "b"}}},
       {R"(a\b "c\d" 'e f')", {{R"(a\b)", R"(c\d)", "'e", "f'"}}},
       {"a $HOME %PATH% *", {{"a", "$HOME", "%PATH%", "*"}}},

@@ -64,6 +64,22 @@ class BootstrapTest(unittest.TestCase):
         self.assertIn("cmake", words)
         self.assertNotIn("clang", words)
 
+    def test_sections_may_be_options(self):
+        self.command("dpkg-query", '#!/bin/sh\nexit 1\n')
+        self.command("apt-get", APT)
+        self.command("sudo", '#!/bin/sh\nexec "$@"\n')
+        self.run_bootstrap("--cluster")
+        words = self.recorded()[0].split()
+        for package in ("slurm-wlm", "munge", "cmake"):
+            self.assertIn(package, words)
+        self.assertNotIn("libbenchmark-dev", words)
+
+    def test_what_cannot_be_installed_is_a_failure(self):
+        self.command("dpkg-query", '#!/bin/sh\nexit 1\n')
+        self.command("apt-get", "#!/bin/sh\nexit 100\n")
+        self.command("sudo", '#!/bin/sh\nexec "$@"\n')
+        self.assertNotEqual(self.run_bootstrap("cluster").returncode, 0)
+
     def test_every_package_says_why(self):
         with open(os.path.join(ROOT, "script", "packages.txt"), encoding="utf-8") as file:
             for line in file:

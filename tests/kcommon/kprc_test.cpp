@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -40,6 +41,20 @@ TEST(ProcessRun, AProgramThatIsNotThereIsAFailure) {
   KerrException error(L"tests", L"ProcessRun");
   EXPECT_EQ(kprc_ProcessRun(L"/nowhere/program", {}, {}, error), -1);
   EXPECT_EQ(error.get_What(), L"/nowhere/program: No such file or directory");
+}
+
+TEST(ProcessRun, SetsVariablesOfTheProgramAlone) {
+  ::setenv("TESSERA_TEST_A", "old", 1);
+  ::setenv("TESSERA_TEST_AB", "other", 1);
+  ProcessStartInfo info;
+  info.SetVariable(L"TESSERA_TEST_A", L"gr\u00fcn = 1");
+  info.SetVariable(L"TESSERA_TEST_B", L"");
+  EXPECT_EQ(
+      RunShell(L"test \"$TESSERA_TEST_A $TESSERA_TEST_AB ${TESSERA_TEST_B-unset}\" = 'gr\u00fcn = 1 other '", info), 0);
+  EXPECT_STREQ(std::getenv("TESSERA_TEST_A"), "old");
+  EXPECT_EQ(std::getenv("TESSERA_TEST_B"), nullptr);
+  ::unsetenv("TESSERA_TEST_A");
+  ::unsetenv("TESSERA_TEST_AB");
 }
 
 TEST(ProcessRun, StartsWithNoSignalHeldBackOrIgnored) {

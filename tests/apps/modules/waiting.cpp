@@ -7,6 +7,7 @@
 
 #include "kcommon/kfio.h"
 #include "plugin/availablepluginproxy.h"
+#include "txbasiclib/basicvalues.h"
 #include "txlib/model.h"
 #include "txlib/portaccess.h"
 
@@ -73,6 +74,27 @@ class Deaf : public Described<kDeaf> {
   }
 };
 
+constexpr OperatorSheet kSecret{
+    .name = L"TestSecret",
+    .displayName = L"Test Secret",
+    .category = L"Test",
+    .description = L"Gives a password, which no document or file of outputs holds.",
+    .keywords = L"Test",
+};
+
+class Secret : public Described<kSecret> {
+ public:
+  void DeclarePorts() override {
+    CreatePort(L"After", Data::DefaultTypeName(), PortType::Input)->SetIsOptional(true);
+    CreatePort(L"Secret", Data::DefaultTypeName(), PortType::Output);
+  }
+
+ protected:
+  void OnExecute() override {
+    GetPort(L"Secret")->SetData(MakeData<Tamrin::TesseraBasic::PasswordData>(std::wstring(L"secret")));
+  }
+};
+
 }  // namespace
 
 using korven::plugin::AvailablePluginProxy;
@@ -82,6 +104,7 @@ extern "C" __attribute__((visibility("default"))) int GetAvailablePluginProxiesO
   if (category.empty() || category == L"Operator") {
     proxies.push_back(AvailablePluginProxy::Create(L"TestSteps", [] { return boost::make_shared<Steps>(); }));
     proxies.push_back(AvailablePluginProxy::Create(L"TestDeaf", [] { return boost::make_shared<Deaf>(); }));
+    proxies.push_back(AvailablePluginProxy::Create(L"TestSecret", [] { return boost::make_shared<Secret>(); }));
   }
   return 0;
 }
