@@ -20,7 +20,24 @@ LICENCES = "/usr/share/common-licenses"
 VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9]*( [0-9]+)?"
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
            "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
-           "weights.tsmx", "batch.tsmx", "color-ramp.tsmx", "command-line.tsmx", "files.tsmx"}
+           "weights.tsmx", "batch.tsmx", "color-ramp.tsmx", "command-line.tsmx", "files.tsmx",
+           "correlate-scenes.tsmx"}
+# By another hand than ours; the interpreter of the system is the one that has the packages.
+NUMPY_CORRELATIONS = """
+import json, os, sys
+import numpy
+from osgeo import gdal
+gdal.UseExceptions()
+found = {}
+for name in sorted(os.listdir(sys.argv[1])):
+    dataset = gdal.Open(os.path.join(sys.argv[1], name))
+    bands = [dataset.GetRasterBand(number + 1) for number in range(dataset.RasterCount)]
+    pixels = numpy.array([band.ReadAsArray().astype(float).ravel() for band in bands])
+    has_data = numpy.all([numpy.full(row.shape, True) if band.GetNoDataValue() is None else row != band.GetNoDataValue()
+                          for band, row in zip(bands, pixels)], axis=0)
+    found[name] = numpy.corrcoef(pixels[:, has_data]).tolist()
+print(json.dumps(found))
+"""
 
 
 def read(path):
@@ -85,6 +102,46 @@ class ExamplesTest(unittest.TestCase):
 
     def test_every_example_is_covered(self):
         self.assertEqual({name for name in os.listdir(EXAMPLES) if name.endswith(".tsmx")}, COVERED)
+
+    def expect_correlations(self, scenes):
+        outputs, _ = self.run_example("correlate-scenes.tsmx", "--set", "Folder=" + scenes)
+        numpy = subprocess.run(["/usr/bin/python3", "-c", NUMPY_CORRELATIONS, scenes], capture_output=True, text=True,
+                               timeout=60, check=True)
+        expected = json.loads(numpy.stdout)
+        self.assertGreater(len(expected), 0)
+        self.assertEqual([item["Value"] for item in outputs["Scenes"]["Value"]],
+                         [os.path.join(scenes, name) for name in expected])
+        report = json.loads(read(os.path.join(self.folder, "scene-correlations.txt")).split("\n\n", 1)[1])
+        for (name, matrix), item, line in zip(expected.items(), outputs["Correlations"]["Value"], report, strict=True):
+            cells = [cell for row in matrix for cell in row]
+            with open(os.path.join(self.folder, name + ".mtx"), encoding="utf-8") as file:
+                written = [float(word) for text in file if not text.startswith("#") for word in text.split()]
+            self.assertEqual(item["Value"]["Values"], written)
+            self.assertEqual(len(written), len(cells))
+            for found, wanted in zip(written, cells):
+                self.assertAlmostEqual(found, wanted, delta=1e-12)
+            self.assertTrue(line.startswith(name + ": [[" + str(written[0]).removesuffix(".0")), line)
+
+    def test_correlate_scenes(self):
+        self.expect_correlations(os.path.join(EXAMPLES, "data", "scenes"))
+
+    def test_scenes_are_made_by_their_script(self):
+        made = os.path.join(self.folder, "made")
+        subprocess.run(["/usr/bin/python3", os.path.join(EXAMPLES, "data", "make-scenes.py"), made], timeout=60, check=True,
+                       env=self.environment)
+        compare = ("import sys; from osgeo import gdal; gdal.UseExceptions(); "
+                   "print(all((gdal.Open(a).ReadAsArray() == gdal.Open(b).ReadAsArray()).all() "
+                   "for a, b in zip(sys.argv[1::2], sys.argv[2::2])))")
+        names = sorted(os.listdir(made))
+        self.assertEqual(names, sorted(os.listdir(os.path.join(EXAMPLES, "data", "scenes"))))
+        pairs = [path for name in names
+                 for path in (os.path.join(made, name), os.path.join(EXAMPLES, "data", "scenes", name))]
+        run = subprocess.run(["/usr/bin/python3", "-c", compare, *pairs], capture_output=True, text=True, timeout=60)
+        self.assertEqual(run.stdout, "True\n", run.stderr)
+
+    @unittest.skipUnless(os.environ.get("TESSERA_SCENES"), "TESSERA_SCENES names no folder of real scenes")
+    def test_correlate_real_scenes(self):
+        self.expect_correlations(os.environ["TESSERA_SCENES"])
 
     def test_weights(self):
         outputs, _ = self.run_example("weights.tsmx")

@@ -17,7 +17,7 @@ FLOORS = [
     ["txbasiclib"],
     ["referencing", "kprj"],
     ["txgeospatiallib"],
-    ["tx_general", "operators"],
+    ["tx_general", "operators", "modules"],
     ["apps"],
 ]
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}

@@ -32,7 +32,7 @@ def block(page, language):
 
 def further_documents(page):
     """Those that a page shows beside its model, each named behind its fence."""
-    return re.findall(r"^```json (\S+)\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
+    return re.findall(r"^```(?:json|text) (\S+)\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
 
 
 def run_program(*arguments, **options):
