@@ -52,7 +52,9 @@ struct Endless {};
 SlurmAnswer Call(const std::string& name, const std::vector<std::string>& words, std::chrono::seconds longest,
                  const std::function<void(const std::string&)>& watch = {}) {
   SlurmAnswer answer;
-  Kprc_CaptureRequest request{FindProgram(name), words, {}};
+  Kprc_CaptureRequest request;
+  request.program = FindProgram(name);
+  request.arguments = words;
   const auto latest = Clock::now() + longest;
   request.check = [&] {
     SlurmCommands::CheckSignals();
