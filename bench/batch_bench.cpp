@@ -31,6 +31,7 @@ using namespace batch_bench;
 
 constexpr int kLines = 500;
 
+/// 500 processes of /bin/true, two at a time, started barely.
 void SpawnLines(benchmark::State& state) {
   Repeat(state, kLines, [] {
     int started = 0, running = 0;
@@ -44,9 +45,9 @@ void SpawnLines(benchmark::State& state) {
     return good;
   });
 }
-BENCHMARK(SpawnLines)->UseRealTime()->Unit(benchmark::kMillisecond)->Repetitions(3)->ReportAggregatesOnly();
+BENCHMARK(SpawnLines)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-/// Asked: at most 0.15 ms a line above SpawnLines.
+/// The same by the batch manager. Asked: at most 0.15 ms a line above SpawnLines.
 void ManagerOverLines(benchmark::State& state) {
   const Folder folder;
   const Words call = {kManager,
@@ -61,7 +62,7 @@ void ManagerOverLines(benchmark::State& state) {
   Repeat(state, kLines, [&call] { return Succeeds(Start(call)); });
   state.SetLabel("vs SpawnLines/real_time");
 }
-BENCHMARK(ManagerOverLines)->UseRealTime()->Unit(benchmark::kMillisecond)->Repetitions(3)->ReportAggregatesOnly();
+BENCHMARK(ManagerOverLines)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 constexpr int kIterations = 1000;
 
@@ -96,6 +97,7 @@ std::string IteratorItems() {
   return items + "]";
 }
 
+/// The processes of a thousand empty iterations, started by xargs, two at a time.
 void XargsOverIterations(benchmark::State& state) {
   const Folder folder;
   const std::string document = folder.Write("m.tsmx", IteratorDocument(IteratorItems()));
@@ -120,7 +122,7 @@ void XargsOverIterations(benchmark::State& state) {
 }
 BENCHMARK(XargsOverIterations)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
-/// Asked: at most 1.15 of XargsOverIterations.
+/// The same by an iterator. Asked: at most 1.15 of XargsOverIterations.
 void IterateInProcesses(benchmark::State& state) {
   const Folder folder;
   const std::string document = folder.Write("m.tsmx", IteratorDocument(IteratorItems()));
@@ -153,7 +155,8 @@ boost::shared_ptr<tx::Model> OpenIterator(const Folder& folder) {
   return tx::ModelFormatFactory::OpenFromBuffer(std::wstring(text.begin(), text.end()), L"TesseraModelFormat");
 }
 
-/// Asked: under 100 us an iteration, the copying by the shell of about 20 us in it.
+/// Files for items of 1 kB, and what comes back. Asked: under 100 us an iteration, the copying by the shell of about 20
+/// us in it.
 void PrepareAndGather(benchmark::State& state) {
   const Folder folder;
   const char* const before = std::getenv("ComSpec");
@@ -185,6 +188,7 @@ boost::shared_ptr<tx::Data> BigTable() {
   return data;
 }
 
+/// A table as JSON: turned into text, written, read and turned back, once.
 void WriteAndReadTable(benchmark::State& state) {
   const Folder folder;
   const auto table = BigTable();
@@ -200,7 +204,8 @@ void WriteAndReadTable(benchmark::State& state) {
 }
 BENCHMARK(WriteAndReadTable)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
-/// Asked: at most 2 of WriteAndReadTable. The process has the table as its input and gives the number of its rows.
+/// An iteration over such a table. Asked: at most 2 of WriteAndReadTable. The process has the table as its input and
+/// gives the number of its rows.
 void TableAsInput(benchmark::State& state) {
   kerr_SetSessionLogSink({});
   const Folder folder;

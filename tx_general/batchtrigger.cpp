@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/replace.hpp>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <limits>
 #include <locale>
 #include <stdexcept>
@@ -64,6 +67,14 @@ DataPtr ParseBatchItem(const JsonValue& data) {
   std::wstring error;
   if (!DataFromTypedJson(data, item, error)) throw std::runtime_error(kstr_ToUtf8(error));
   return item;
+}
+
+/// In a folder that is this run's alone, and read when all have been written: nothing has to be on the disk by then.
+void WriteInput(const std::wstring& file, const std::string& text) {
+  std::ofstream stream(kfnp_ToNative(file), std::ios::binary);
+  stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+  stream.close();
+  if (!stream) throw std::runtime_error(kstr_ToUtf8(file) + " can't be written: " + std::strerror(errno));
 }
 
 }  // namespace
@@ -151,7 +162,7 @@ void ConcurrentActionTrigger::Prepare(std::size_t index) {
     const std::lock_guard guard(lock_);
     Register(input);
   }
-  kfio::WriteBytes(input, BatchInputText(inputs_, index, !outputs_.names.empty()));
+  WriteInput(input, BatchInputText(inputs_, index, !outputs_.names.empty()));
   const std::wstring output = FileName(L"-Outputs-", index);
   const std::lock_guard guard(lock_);
   Register(output);
@@ -234,8 +245,8 @@ void ConcurrentActionTrigger::Gather(std::size_t index) {
 void ConcurrentActionTrigger::TellKept(Operator& shown) const {
   for (const auto& [output, count] : kept_) {
     shown.SetWarningMessage(L"The output \"" + output.first + L"\" is empty for " + std::to_wstring(count) + L" of " +
-                              std::to_wstring(count_) + L" items: a value of type " + output.second +
-                              L" has no form in JSON and can't leave its process.");
+                            std::to_wstring(count_) + L" items: a value of type " + output.second +
+                            L" has no form in JSON and can't leave its process.");
   }
 }
 

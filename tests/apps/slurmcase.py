@@ -84,4 +84,7 @@ class SlurmCase(ProgramTest):
         return re.sub("batchprocess: no task runs; Slurm says why they wait: .*\n", "", told)
 
     def queue(self):
-        return self.cluster.run("squeue", "-h", "-r", "-o", "%i").split()
+        """The tasks of the last run here. A node that came back may still have some of an earlier one."""
+        name = (self.place / "list.run" / "name").read_text()
+        lines = self.cluster.run("squeue", "-h", "-r", "-o", "%i %j").splitlines()
+        return [line.split()[0] for line in lines if line.split()[1].startswith(name)]
