@@ -74,6 +74,7 @@ struct Kprj_ProParameters {
   std::vector<Kprj_Parameter> parameters;
   Kprj_Spheroid spheroid;
   std::wstring unitsName;  ///< in which the projection is defined
+  double unitsFactor = 0;  ///< as of Kprj_ElevationInfo
   std::string definition;  ///< the whole as PROJJSON, UTF-8
 };
 

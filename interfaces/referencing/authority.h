@@ -24,7 +24,7 @@ class AuthorityCode {
   const std::wstring& toString() const { return code_; }
 
   static std::wstring Escape(std::wstring_view element);
-  /// What is no "%" with two hexadecimal digits, or gives no UTF-8, stays as it is.
+  /// What is no "%" with two hexadecimal digits of an ASCII character stays as it is.
   static std::wstring Unescape(std::wstring_view element);
 
  private:
