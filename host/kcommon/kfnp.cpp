@@ -10,6 +10,11 @@ namespace {
 constexpr wchar_t kFirstByteMark = 0xDC80;
 constexpr wchar_t kLastByteMark = 0xDCFF;
 
+std::wstring CheckedName(const std::wstring& name, KerrException& error) {
+  if (name.find(L'\0') != std::wstring::npos) error.Log(__LINE__, L"A file name holds a null character.");
+  return name;
+}
+
 bool IsByteMark(wchar_t c) { return c >= kFirstByteMark && c <= kLastByteMark; }
 
 }  // namespace
@@ -24,15 +29,31 @@ std::wstring kfnp_FileNameEvaluateEnv(const std::wstring& name, KerrException& e
   return result;
 }
 
+std::wstring kfnp_FileNameExternalToInternal(const std::wstring& name, KerrException& error) {
+  return CheckedName(name, error);
+}
+
+std::wstring kfnp_FileNameInternalToExternal(const std::wstring& name, KerrException& error) {
+  return CheckedName(name, error);
+}
+
 std::wstring kfnp_FileNameGetPathPart(const std::wstring& name) {
   const std::size_t slash = name.rfind(L'/');
   return slash == std::wstring::npos ? std::wstring() : name.substr(0, slash + 1);
 }
 
 std::wstring kfnp_FileNameGetBasePart(const std::wstring& name) {
-  const std::wstring file = name.substr(kfnp_FileNameGetPathPart(name).size());
+  const std::wstring file = kfnp_FileNameGetNamePart(name);
   const std::size_t stop = file.rfind(L'.');
   return stop == std::wstring::npos || stop == 0 ? file : file.substr(0, stop);
+}
+
+std::wstring kfnp_FileNameGetExtPart(const std::wstring& name) {
+  return kfnp_FileNameGetNamePart(name).substr(kfnp_FileNameGetBasePart(name).size());
+}
+
+std::wstring kfnp_FileNameGetNamePart(const std::wstring& name) {
+  return name.substr(kfnp_FileNameGetPathPart(name).size());
 }
 
 std::string kfnp_ToNative(const std::wstring& name) {
@@ -66,4 +87,9 @@ std::wstring kfnp_FromNative(const std::string& name) {
     }
   }
   return text;
+}
+
+std::wstring kfnp_FileNameGetExtensionStringPart(const std::wstring& name) {
+  const std::wstring extension = kfnp_FileNameGetExtPart(name);
+  return extension.empty() ? extension : extension.substr(1);
 }
