@@ -42,14 +42,18 @@ function(tessera_link_rooms library)
 endfunction()
 
 # A module of the engine that holds a heavy library and is loaded on first need: host/modules/NAME/*.cpp, which sees the
-# interfaces of the engine's library and shows the one function `TesseraModule`.
-# tessera_module(NAME [LINKS TARGET...])
+# interfaces of the engine's library, and the private headers of a room that it serves, and shows the one function
+# `TesseraModule`.
+# tessera_module(NAME [ROOM ROOM] [LINKS TARGET...])
 function(tessera_module name)
-  cmake_parse_arguments(MODULE "" "" "LINKS" ${ARGN})
+  cmake_parse_arguments(MODULE "" "ROOM" "LINKS" ${ARGN})
   set(folder ${CMAKE_SOURCE_DIR}/host/modules/${name})
   file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
   add_library(tessera_${name} MODULE ${sources})
   target_include_directories(tessera_${name} PRIVATE ${folder})
+  if(MODULE_ROOM)
+    target_include_directories(tessera_${name} PRIVATE ${CMAKE_SOURCE_DIR}/host/${MODULE_ROOM})
+  endif()
   target_link_libraries(tessera_${name} PRIVATE tessera ${MODULE_LINKS})
   set_target_properties(tessera_${name} PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY ${TESSERA_LIB_DIR}/modules

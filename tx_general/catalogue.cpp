@@ -20,6 +20,7 @@ namespace korven::tx_general {
 #define HOST_PLUGIN(name, Class)
 #include "conversions.inc"
 PluginPtr MakeEncryptedTesseraModelFormat();
+PluginPtr MakeConstructCRSIDHorizontalUnitsPortProvider();
 
 namespace {
 
@@ -83,6 +84,10 @@ constexpr CatalogueRow kModelFormats[] = {
     {L"EncryptedTesseraModelFormat", &MakeEncryptedTesseraModelFormat},
 };
 
+constexpr CatalogueRow kUIProviders[] = {
+    {L"ConstructCRSIDHorizontalUnitsPortProvider", &MakeConstructCRSIDHorizontalUnitsPortProvider},
+};
+
 template <std::size_t Count>
 void AppendBlock(const std::wstring& asked, const wchar_t* category, const CatalogueRow (&rows)[Count],
                  Proxies& proxies) {
@@ -103,5 +108,6 @@ extern "C" __attribute__((visibility("default"))) int GetAvailablePluginProxiesO
   AppendBlock(category, L"Data", kData, proxies);
   AppendBlock(category, L"DataRequest", kDataRequests, proxies);
   AppendBlock(category, L"ModelFormat", kModelFormats, proxies);
+  AppendBlock(category, L"UIProvider", kUIProviders, proxies);
   return 0;
 }

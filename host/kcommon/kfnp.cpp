@@ -88,3 +88,8 @@ std::wstring kfnp_FromNative(const std::string& name) {
   }
   return text;
 }
+
+std::wstring kfnp_FileNameGetExtensionStringPart(const std::wstring& name) {
+  const std::wstring extension = kfnp_FileNameGetExtPart(name);
+  return extension.empty() ? extension : extension.substr(1);
+}

@@ -2,6 +2,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "referencing/authority.h"
 #include "txlib/builtin.h"
 #include "txlib/comparedata.h"
 #include "txlib/jsonvalue.h"
@@ -30,6 +31,19 @@ int Offer(const std::wstring& category, std::vector<boost::shared_ptr<AvailableP
 const Tessera::BuiltInRegistrar kRegistrar(&Offer);
 
 }  // namespace
+
+CoordinateReferenceSystemID::CoordinateReferenceSystemID(const iso::referencing::crs::CRSPtr& crs) {
+  const auto identifiers = crs ? crs->getIdentifiers() : std::vector<iso::referencing::Identifier>();
+  if (identifiers.empty()) return;
+  authority_ = identifiers.front().authority;
+  code_ = identifiers.front().code;
+}
+
+iso::referencing::crs::CRSPtr CoordinateReferenceSystemID::CreateCoordinateReferenceSystem() const {
+  using coordinateReferencing::ReferencingFactoryFinder;
+  const auto factory = ReferencingFactoryFinder::tryGetCRSAuthorityFactory(authority_);
+  return factory ? factory->tryCreateCoordinateReferenceSystem(code_) : nullptr;
+}
 
 std::wstring CoordinateReferenceSystemID::ToString() const {
   return authority_.empty() && code_.empty() ? std::wstring() : authority_ + L":" + code_;

@@ -25,3 +25,6 @@ std::wstring kfnp_FileNameGetNamePart(const std::wstring& name);
 /// Wide names hold bytes that are no UTF-8 as U+DC80 + (byte - 0x80), so that every name survives.
 std::string kfnp_ToNative(const std::wstring& name);
 std::wstring kfnp_FromNative(const std::string& name);
+
+/// The extension without its full stop: "prj" for "a.prj".
+std::wstring kfnp_FileNameGetExtensionStringPart(const std::wstring& name);

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "referencing/crs.h"
 #include "txlib/basicdata.h"
 
 namespace Tamrin::TesseraGeospatial {
@@ -17,6 +18,13 @@ class CoordinateReferenceSystemID {
   CoordinateReferenceSystemID() = default;
   CoordinateReferenceSystemID(std::wstring authority, std::wstring code)
       : authority_(std::move(authority)), code_(std::move(code)) {}
+  /// By the first identifier of a system; empty where it has none, and for null.
+  explicit CoordinateReferenceSystemID(const iso::referencing::crs::CRSPtr& crs);
+
+  /// The system that is named. Null where there is none: an authority that nobody knows, an unknown code, text or a
+  /// file that can't be read; coordinateReferencing::ExplainMissingCRS tells why. Made once and then shared. Raises
+  /// KorvenLog::CPPException where none can be made at all, as without the database of coordinate reference systems.
+  iso::referencing::crs::CRSPtr CreateCoordinateReferenceSystem() const;
 
   const std::wstring& GetAuthority() const { return authority_; }
   const std::wstring& GetCode() const { return code_; }

@@ -21,7 +21,7 @@ VERSION_LINE = r"Version [0-9]+(\.[0-9]+)?, [A-Z0-9][A-Za-z0-9]* [A-Z0-9][a-z0-9
 COVERED = {"licence-report.tsmx", "choose.tsmx", "preferences.tsmx", "lists.tsmx", "scene-header.tsmx",
            "compare-scenes.tsmx", "catch-error.tsmx", "lock.tsmx", "measure.tsmx", "linked.tsmx", "preview.tsmx",
            "weights.tsmx", "batch.tsmx", "color-ramp.tsmx", "command-line.tsmx", "files.tsmx",
-           "correlate-scenes.tsmx"}
+           "correlate-scenes.tsmx", "crs-parts.tsmx", "metric-projection.tsmx"}
 # By another hand than ours; the interpreter of the system is the one that has the packages.
 NUMPY_CORRELATIONS = """
 import json, os, sys
@@ -486,6 +486,40 @@ class ExamplesTest(unittest.TestCase):
         for name in os.listdir(LICENCES):
             self.assertIn(name, read(os.path.join(folder, "files-Input1.txt")))
         self.assertEqual(read(os.path.join(folder, "values-Table_and_ramp-Input1.csv")), "row,value\n0,3\n1,1\n2,2\n")
+
+    # Codes of the EPSG registry: datum EGM96 geoid 5171, foot 9002, US survey foot 9003.
+    def test_crs_parts(self):
+        for units, unit_code in (("foot", "9002"), ("US survey foot", "9003")):
+            with self.subTest(units):
+                outputs, _ = self.run_example("crs-parts.tsmx", "--set", "HeightUnits=" + units)
+                facts = {name: plain(outputs[name]) for name in ("Units", "Datum", "HeightDatum", "HeightDirection")}
+                self.assertEqual(facts, {"Units": "metre", "Datum": "World Geodetic System 1984",
+                                         "HeightDatum": "EGM96 geoid", "HeightDirection": "up"})
+                parameters = plain(outputs["Parameters"])
+                axes = [plain(axis) for axis in plain(plain(parameters["CoordinateSystem"])["Axes"])]
+                self.assertEqual([(plain(axis["Unit"]), plain(axis["Direction"])) for axis in axes],
+                                 [("metre", "east"), ("metre", "north"), (units, "up")])
+                self.assertEqual(plain(parameters["CoordinateReferenceSystemType"]), "Projected")
+                keys = plain(outputs["Keys"])
+                self.assertEqual(keys["Authority"], "GeoKey Moniker")
+                code = dict(pair.split("=") for pair in keys["Code"].split(";"))
+                self.assertEqual((code["3072"], code["4098"], code["4099"]), ("32633", "5171", unit_code))
+
+    def test_crs_parts_refuses_a_map_as_heights(self):
+        run = self.run_program("run", os.path.join(EXAMPLES, "crs-parts.tsmx"), "--set", "Vertical=EPSG:2263")
+        self.assertEqual(run.returncode, 1)
+        self.assertTrue(run.stderr.endswith("error: Both parts: Improper VerticalCRS specified\n"), run.stderr)
+
+    def test_metric_projection(self):
+        outputs, _ = self.run_example("metric-projection.tsmx")
+        self.assertEqual(plain(outputs["Code"]), {"Authority": "EPSG", "Code": "32118"})
+        self.assertEqual(plain(outputs["Written"]), {"Authority": "PRJ", "Code": "metric.prj"})
+        self.assertEqual(plain(outputs["UnitsRead"]), "metre")
+        text = read(os.path.join(self.folder, "metric.prj"))
+        self.assertEqual(text.count("\n"), 1)
+        self.assertRegex(text, r'UNIT\["Meter",1\.0\]\]\n$')
+        easting = float(re.search(r'PARAMETER\["False_Easting",([0-9.]+)\]', text)[1])
+        self.assertAlmostEqual(easting, 984250 * 1200 / 3937, places=6, msg="984,250 feet of the survey")
 
 
 if __name__ == "__main__":

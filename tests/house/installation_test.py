@@ -124,10 +124,13 @@ class PackagesTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as scratch:
             call("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", scratch)
             packages = sorted(pathlib.Path(scratch).glob("*.deb"), key=lambda package: package.name.split("_")[0])
-            self.assertEqual([package.name.split("_")[0] for package in packages], ["tessera", "tessera-dev"])
+            self.assertEqual([package.name.split("_")[0] for package in packages],
+                             ["tessera", "tessera-dev", "tessera-rasters"])
             needs = call("dpkg-deb", "-f", packages[0], "Depends")
-            for library in ("libc6", "libstdc++6", "libboost-filesystem", "libtbb", "libssl3"):
+            for library in ("libc6", "libstdc++6", "libboost-filesystem", "libtbb", "libssl3", "libproj"):
                 self.assertIn(library, needs)
+            self.assertNotIn("gdal", needs)
+            self.assertIn("libgdal", call("dpkg-deb", "-f", packages[2], "Depends"))
             self.assertIn("tessera (=", call("dpkg-deb", "-f", packages[1], "Depends"))
             root = pathlib.Path(scratch) / "root"
             for package in packages:

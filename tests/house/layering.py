@@ -15,13 +15,14 @@ FLOORS = [
     ["jsonlib"],
     ["txlib", "batch"],
     ["txbasiclib"],
-    ["referencing", "kprj"],
+    ["referencing"],
+    ["kprj"],
     ["txgeospatiallib"],
     ["tx_general", "operators", "modules"],
     ["apps"],
 ]
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
-INTERFACE_ROOMS = [room for rooms in FLOORS[:7] for room in rooms]
+INTERFACE_ROOMS = [room for rooms in FLOORS[:8] for room in rooms]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')
 STANDARD_HEADER = re.compile(r"^[a-z_]+$")  # <vector>, <cstdint>

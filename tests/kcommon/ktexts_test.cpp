@@ -66,6 +66,24 @@ TEST(FileName, EvaluatesVariablesAndRefusesEmptyNames) {
   EXPECT_THAT(error.get_What(), testing::HasSubstr(L"$TESSERA_EMPTY"));
 }
 
+TEST(FileName, ExtensionWithoutItsStop) {
+  const struct {
+    const wchar_t* name;
+    const wchar_t* extension;
+  } rows[] = {{L"a.prj", L"prj"},
+              {L"/x.y/a.b.PRJ", L"PRJ"},
+              {L"a", L""},
+              {L"/x.prj/a", L""},
+              {L".prj", L""},
+              {L"/x/.prj", L""},
+              {L"a.", L""},
+              {L"a..prj", L"prj"},
+              {L"a.p\u00E4", L"p\u00E4"},
+              {L"", L""},
+              {L"a.prj/", L""}};
+  for (const auto& row : rows) EXPECT_EQ(kfnp_FileNameGetExtensionStringPart(row.name), row.extension) << row.name;
+}
+
 TEST(FileName, EveryNameSurvives) {
   const struct {
     std::string native;

@@ -12,6 +12,7 @@
 #include "txbasiclib/basicvalues.h"
 #include "txbasiclib/requests.h"
 #include "txlib/conversion.h"
+#include "txlib/factories.h"
 
 namespace {
 
@@ -195,6 +196,7 @@ TEST(Catalogue, OtherBlocks) {
   EXPECT_EQ(kConversions.size(), 29u);
   EXPECT_EQ(NamesOf(ProxiesOf(L"Data")), kData);
   EXPECT_EQ(NamesOf(ProxiesOf(L"DataRequest")), Names{L"DirectedDataRequest"});
+  EXPECT_EQ(NamesOf(ProxiesOf(L"UIProvider")), Names{L"ConstructCRSIDHorizontalUnitsPortProvider"});
 }
 
 TEST(Catalogue, EmptyCategoryGivesAllBlocksInOrder) {
@@ -255,6 +257,7 @@ TEST(Catalogue, InstancesAreWhatTheirCategorySays) {
   for (const auto& proxy : ProxiesOf(L"Data")) {
     EXPECT_TRUE(boost::dynamic_pointer_cast<Data>(proxy->CreateInstance()));
   }
+  EXPECT_TRUE(boost::dynamic_pointer_cast<UIProvider>(ProxiesOf(L"UIProvider").front()->CreateInstance()));
   const auto request = ProxiesOf(L"DataRequest").front()->CreateInstance();
   EXPECT_TRUE(boost::dynamic_pointer_cast<Tamrin::TesseraBasic::DirectedDataRequest>(request));
 }

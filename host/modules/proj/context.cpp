@@ -1,0 +1,87 @@
+#include "context.h"
+
+#include <stdexcept>
+
+#include "kcommon/kstr.h"
+#include "korvenlog/exception.h"
+
+namespace {
+
+struct ThreadContext {
+  PJ_CONTEXT* context = nullptr;
+  std::string words;
+
+  ThreadContext() = default;
+  ThreadContext(const ThreadContext&) = delete;
+  ThreadContext& operator=(const ThreadContext&) = delete;
+  ~ThreadContext() { Close(); }
+
+  void Close() {
+    if (context) ::proj_context_destroy(context);
+    context = nullptr;
+  }
+};
+
+// Not a member of the context: objects that end with the thread may still speak.
+ThreadContext& OfThread() {
+  thread_local ThreadContext own;
+  return own;
+}
+
+[[noreturn]] void RefuseDatabase(const std::string& words) {
+  std::string text = "Coordinate reference systems need PROJ's database proj.db of a version that PROJ " +
+                     TextOf(::proj_info().version) + " can read. It was looked for in " +
+                     TextOf(::proj_info().searchpath) + " (set by PROJ_DATA or PROJ_LIB, which else need not be set)";
+  text += words.empty() ? ", and is not there" : ": " + words;
+  text += ". It is part of the package proj-data.";
+  KorvenLog::CPPException<std::runtime_error>(L"modules\\proj\\context", L"Context")
+      .Throw(__LINE__, kstr_FromUtf8Lossy(text));
+}
+
+void Open(ThreadContext& own) {
+  own.words.clear();
+  own.context = ::proj_context_create();
+  // Without a function of our own PROJ writes to standard error.
+  ::proj_log_func(own.context, &own, [](void* keeper, int, const char* words) {
+    static_cast<ThreadContext*>(keeper)->words = TextOf(words);
+  });
+  ::proj_context_set_enable_network(own.context, 0);
+  // The version is asked for as well: the path alone is found for a database that can't be read.
+  if (::proj_context_get_database_path(own.context) &&
+      ::proj_context_get_database_metadata(own.context, "DATABASE.LAYOUT.VERSION.MAJOR")) {
+    const TextList codes(::proj_get_authorities_from_database(own.context));
+    if (codes && codes.get()[0]) return;
+  }
+  own.Close();
+  RefuseDatabase(own.words);
+}
+
+}  // namespace
+
+PJ_CONTEXT* Context() {
+  ThreadContext& own = OfThread();
+  if (!own.context) Open(own);
+  return own.context;
+}
+
+const std::string& LastWords() { return OfThread().words; }
+void ForgetWords() { OfThread().words.clear(); }
+
+Object WithoutTie(Object system) {
+  while (system && ::proj_get_type(system.get()) == PJ_TYPE_BOUND_CRS)
+    system.reset(::proj_get_source_crs(Context(), system.get()));
+  return system;
+}
+
+Object MakeSystem(const kprj::proj::Source& source) {
+  PJ_CONTEXT* const context = Context();
+  ForgetWords();
+  if (source.IsRegistered())
+    return Object(::proj_create_from_database(context, source.authority.c_str(), source.code.c_str(), PJ_CATEGORY_CRS,
+                                              0, nullptr));
+  // The call takes names and other forms too: PROJJSON alone is meant.
+  if (source.json.empty() || source.json.front() != '{') return nullptr;
+  Object system = WithoutTie(Object(::proj_create(context, source.json.c_str())));
+  if (system && !::proj_is_crs(system.get())) return nullptr;
+  return system;
+}
