@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <limits>
+#include <new>
 #include <system_error>
 
 #include "faults.h"
@@ -12,7 +14,25 @@ namespace korven::jsonlib {
 
 namespace {
 
-using Reader = rapidjson::GenericReader<TextEncoding, TextEncoding>;
+/// As the reader wants one, which doesn't ask whether it got its memory.
+struct ThrowingAllocator {
+  static const bool kNeedFree = true;
+  void* Malloc(std::size_t size) { return size == 0 ? nullptr : Got(std::malloc(size)); }
+  void* Realloc(void* block, std::size_t, std::size_t size) {
+    if (size != 0) return Got(std::realloc(block, size));
+    std::free(block);
+    return nullptr;
+  }
+  static void Free(void* block) { std::free(block); }
+
+ private:
+  static void* Got(void* block) {
+    if (!block) throw std::bad_alloc();
+    return block;
+  }
+};
+
+using Reader = rapidjson::GenericReader<TextEncoding, TextEncoding, ThrowingAllocator>;
 
 constexpr unsigned kStrict = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
                              rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;

@@ -25,7 +25,7 @@ JsonValue::Node* JsonValue::Node::Make(bool isObject, std::size_t capacity) {
 }
 
 JsonValue::Node* JsonValue::Node::Copy(const Node& other, std::size_t capacity) {
-  Node* node = Make(other.isObject, capacity);
+  std::unique_ptr<Node, void (*)(Node*)> node(Make(other.isObject, capacity), &Free);
   for (std::size_t i = 0; i < other.count; ++i) {
     if (other.isObject)
       node->AddMember(Member(other.Members()[i]));
@@ -33,11 +33,11 @@ JsonValue::Node* JsonValue::Node::Copy(const Node& other, std::size_t capacity) 
       node->AddElement(JsonValue(other.Elements()[i]));
   }
   if (other.slots != nullptr) node->slots = std::make_unique<std::vector<std::uint32_t>>(*other.slots);
-  return node;
+  return node.release();
 }
 
 JsonValue::Node* JsonValue::Node::Enlarge(Node* node, std::size_t capacity) {
-  Node* larger = Make(node->isObject, capacity);
+  std::unique_ptr<Node, void (*)(Node*)> larger(Make(node->isObject, capacity), &Free);
   for (std::size_t i = 0; i < node->count; ++i) {
     if (node->isObject)
       larger->AddMember(std::move(node->Members()[i]));
@@ -47,7 +47,7 @@ JsonValue::Node* JsonValue::Node::Enlarge(Node* node, std::size_t capacity) {
   larger->slots = std::move(node->slots);
   larger->exposed = node->exposed;
   Free(node);
-  return larger;
+  return larger.release();
 }
 
 void JsonValue::Node::Free(Node* node) noexcept {
@@ -125,7 +125,7 @@ JsonValue::Node* JsonValue::GetNode() const noexcept {
   return container && bits_.size == kShared ? static_cast<Node*>(bits_.payload) : nullptr;
 }
 
-void JsonValue::AddHolder() noexcept {
+void JsonValue::AddHolder() {
   Node* node = GetNode();
   if (node == nullptr || !node->exposed) {
     bits_.payload->Add();
@@ -134,26 +134,33 @@ void JsonValue::AddHolder() noexcept {
   // Values that still show their original's exposed node.
   std::vector<JsonValue*> open{this};
   const auto copy = [&open](JsonValue& to, const JsonValue& from) {
-    to.bits_ = from.bits_;
-    Node* child = to.GetNode();
+    Node* child = from.GetNode();
     if (child != nullptr && child->exposed)
       open.push_back(&to);
-    else if (to.bits_.size == kShared)
-      to.bits_.payload->Add();
+    else if (from.bits_.size == kShared)
+      from.bits_.payload->Add();
+    to.bits_ = from.bits_;
   };
-  while (!open.empty()) {
-    JsonValue& value = *open.back();
-    open.pop_back();
-    const Node& from = *value.GetNode();
-    Node* to = Node::Make(from.isObject, from.count);
-    for (std::size_t i = 0; i < from.count; ++i) {
-      if (from.isObject)
-        copy(to->AddMember({from.Members()[i].key, JsonValue()}).value, from.Members()[i].value);
-      else
-        copy(to->AddElement(JsonValue()), from.Elements()[i]);
+  try {
+    while (!open.empty()) {
+      JsonValue& value = *open.back();
+      const Node& from = *value.GetNode();
+      Node* to = Node::Make(from.isObject, from.count);
+      value.bits_.payload = to;
+      open.pop_back();
+      for (std::size_t i = 0; i < from.count; ++i) {
+        if (from.isObject)
+          copy(to->AddMember({from.Members()[i].key, JsonValue()}).value, from.Members()[i].value);
+        else
+          copy(to->AddElement(JsonValue()), from.Elements()[i]);
+      }
+      if (from.slots != nullptr) to->slots = std::make_unique<std::vector<std::uint32_t>>(*from.slots);
     }
-    if (from.slots != nullptr) to->slots = std::make_unique<std::vector<std::uint32_t>>(*from.slots);
-    value.bits_.payload = to;
+  } catch (...) {
+    // What they show is not theirs to release; what was copied is.
+    for (JsonValue* value : open) value->bits_ = Bits();
+    if (bits_.size == kShared) Release();
+    throw;
   }
 }
 

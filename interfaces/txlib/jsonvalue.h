@@ -60,11 +60,11 @@ class JsonValue {
   JsonValue(int value) noexcept : JsonValue(FromInt64(value)) {}
   /// The type's empty value: 0, false, an empty text, array or object.
   explicit JsonValue(JsonValueType::Enum type) noexcept { bits_.type = static_cast<std::uint8_t>(type); }
-  JsonValue(const JsonValue& other) noexcept : bits_(other.bits_) {
+  JsonValue(const JsonValue& other) : bits_(other.bits_) {
     if (bits_.size == kShared) AddHolder();
   }
   JsonValue(JsonValue&& other) noexcept : bits_(std::exchange(other.bits_, Bits())) {}
-  JsonValue& operator=(const JsonValue& other) noexcept { return *this = JsonValue(other); }
+  JsonValue& operator=(const JsonValue& other) { return *this = JsonValue(other); }
   JsonValue& operator=(JsonValue&& other) noexcept {
     // `other` may lie inside this value, so it is taken out before anything is released.
     JsonValue taken(std::move(other));
@@ -177,7 +177,7 @@ class JsonValue {
 
   static JsonValue MakeText(std::string_view valid);
   static JsonValue MakeContainer(Node* node) noexcept;
-  void AddHolder() noexcept;
+  void AddHolder();
   void Release() noexcept;
   Node* GetNode() const noexcept;
   Node& MakeNode(JsonValueType::Enum type, std::size_t room);
