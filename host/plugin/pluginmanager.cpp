@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <set>
 #include <shared_mutex>
@@ -47,6 +48,12 @@ struct Category {
   std::vector<PluginManager::Entry> entries;
   std::vector<std::wstring> files;  ///< of the same index: where each entry came from
   std::unordered_map<std::wstring, std::size_t> places;
+  /// Leaves the first ones alone.
+  void TakeBack(std::size_t count) {
+    std::erase_if(places, [count](const auto& place) { return place.second >= count; });
+    entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(std::min(count, entries.size())), entries.end());
+    files.erase(files.begin() + static_cast<std::ptrdiff_t>(std::min(count, files.size())), files.end());
+  }
 };
 
 std::optional<std::size_t> CategoryIndex(const std::wstring& name) {
@@ -97,6 +104,7 @@ struct PluginManager::State {
   void Add(std::size_t category, const std::wstring& plugin, const std::wstring& file, const Proxies& proxies);
   bool Load(const std::string& file);
   void SearchOnce();
+  void Search();
   void SearchFolder(const std::filesystem::path& folder, bool mayBeMissing);
 };
 
@@ -110,6 +118,8 @@ bool PluginManager::State::Collect(const std::wstring& file, AvailablePluginProx
       const int result = function(category, offered[i]);
       if (result == 0) continue;
       AddProblem(where + category + L"\": the result was " + std::to_wstring(result) + L", not 0.");
+    } catch (const std::bad_alloc&) {
+      throw;  // no fault of the plug-in: the next look-up begins anew
     } catch (const std::exception& exception) {
       AddProblem(where + category + L"\": " + Widen(exception.what()));
     } catch (...) {
@@ -147,7 +157,15 @@ bool PluginManager::State::Register(const std::wstring& plugin, const std::wstri
                                     AvailablePluginProxiesFunction function) {
   std::array<Proxies, kCategoryCount> offered;
   if (!Collect(file, function, offered)) return false;
-  for (std::size_t i = 0; i < kCategoryCount; ++i) Add(i, plugin, file, offered[i]);
+  std::array<std::size_t, kCategoryCount> before{};
+  for (std::size_t i = 0; i < kCategoryCount; ++i) before[i] = categories[i].entries.size();
+  try {
+    for (std::size_t i = 0; i < kCategoryCount; ++i) Add(i, plugin, file, offered[i]);
+  } catch (...) {
+    const std::lock_guard lock(tables);
+    for (std::size_t i = 0; i < kCategoryCount; ++i) categories[i].TakeBack(before[i]);
+    throw;
+  }
   return true;
 }
 
@@ -170,9 +188,14 @@ bool PluginManager::State::Load(const std::string& file) {
   }
   handles.insert(handle);
   const auto function = reinterpret_cast<AvailablePluginProxiesFunction>(symbol);
-  const bool registered = Register(Widen(std::filesystem::path(file).filename().native()), wideFile, function);
-  if (!registered) handles.erase(handle);
-  return registered;
+  try {
+    const bool registered = Register(Widen(std::filesystem::path(file).filename().native()), wideFile, function);
+    if (!registered) handles.erase(handle);
+    return registered;
+  } catch (...) {
+    handles.erase(handle);
+    throw;
+  }
 }
 
 void PluginManager::State::SearchFolder(const std::filesystem::path& folder, bool mayBeMissing) {
@@ -189,6 +212,16 @@ void PluginManager::State::SearchOnce() {
   const std::lock_guard lock(loading);
   if (searchBegun) return;  // by another thread before us, or by this one further up
   searchBegun = true;
+  try {
+    Search();
+  } catch (...) {
+    searchBegun = false;
+    throw;
+  }
+  searchDone.store(true, std::memory_order_release);
+}
+
+void PluginManager::State::Search() {
   const char* home = std::getenv("VANTIX_HOME");
   const char* platform = std::getenv("ARCHM");
   if (home && *home && platform && *platform) {
@@ -199,7 +232,6 @@ void PluginManager::State::SearchOnce() {
   for (std::string folder; std::getline(folders, folder, ':');) {
     if (!folder.empty()) SearchFolder(folder, false);
   }
-  searchDone.store(true, std::memory_order_release);
 }
 
 // Both the tables and the libraries stay until the process ends: other static objects may hold instances.
