@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 
 /// Owns an open file. -1 is none.
 class FileDescriptor {
@@ -15,6 +16,8 @@ class FileDescriptor {
   }
   int Get() const { return number_; }
   bool IsOpen() const { return number_ >= 0; }
+  /// The file is the caller's from here on.
+  int Release() { return std::exchange(number_, -1); }
   /// Some file systems tell only here that the bytes found no room. False with errno set.
   bool Close() {
     const int number = number_;

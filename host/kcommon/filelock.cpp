@@ -109,7 +109,7 @@ int LockFile(const std::string& path, const std::wstring& name, KerrException& s
     // The holder before may have taken the file away between its opening and its locking here.
     if (!IsFileAt(file.Get(), path)) continue;
     WriteHolder(file.Get());
-    return ::fcntl(file.Get(), F_DUPFD_CLOEXEC, 0);
+    return file.Release();
   }
 }
 
@@ -123,6 +123,7 @@ class TableLock : public UniqueLock {
  public:
   explicit TableLock(std::string path) : path_(std::move(path)) {}
   ~TableLock() override {
+    if (!isCounted_) return;
     Table& table = TheTable();
     const std::lock_guard guard(table.mutex);
     const auto held = table.locks.find(path_);
@@ -130,9 +131,12 @@ class TableLock : public UniqueLock {
     Drop(path_, held->second);
     table.locks.erase(held);
   }
+  /// From here on it is one of the holders.
+  void Count() { isCounted_ = true; }
 
  private:
   const std::string path_;
+  bool isCounted_ = false;
 };
 
 std::wstring ProxyFolder(KerrException& error) {
@@ -158,22 +162,31 @@ boost::shared_ptr<UniqueLock> TryGetExclusiveLock(const std::wstring& name) {
   KerrException scope(L"kcommon\\filelock", L"korven::common::FileLock::TryGetExclusiveLock");
   if (name.empty()) scope.Throw(__LINE__, L"The file name is empty.");
   const std::string path = CanonicalPath(name).native() + kExtension;
+  const auto made = boost::make_shared<TableLock>(path);
   Table& table = TheTable();
   const std::lock_guard guard(table.mutex);
-  const auto known = table.locks.find(path);
-  if (known != table.locks.end() && known->second.process == ::getpid()) {
-    auto shared = boost::make_shared<TableLock>(path);
-    ++known->second.count;
-    return shared;
+  const auto [entry, isNew] = table.locks.try_emplace(path);
+  Held& held = entry->second;
+  if (!isNew && held.process != ::getpid()) {
+    Drop(path, held);
+    held = {};
   }
-  if (known != table.locks.end()) {
-    Drop(path, known->second);
-    table.locks.erase(known);
+  if (held.count == 0) {
+    // The place is there before the lock is, which then can't be left without one.
+    try {
+      held = {LockFile(path, name, scope), 0, ::getpid()};
+    } catch (...) {
+      table.locks.erase(entry);
+      throw;
+    }
   }
-  const int file = LockFile(path, name, scope);
-  if (file < 0) return nullptr;
-  table.locks[path] = {file, 1, ::getpid()};
-  return boost::make_shared<TableLock>(path);
+  if (held.file < 0) {
+    table.locks.erase(entry);
+    return nullptr;
+  }
+  ++held.count;
+  made->Count();
+  return made;
 }
 
 std::wstring GetLockName(const std::wstring& file) {

@@ -151,6 +151,23 @@ TEST(FileLock, WhatCantBeLockedIsTold) {
   EXPECT_EQ(folder.Bytes("precious"), "text");
 }
 
+// The last file that can be opened is enough, and without one it is told at once: nobody waits for a lock that is free.
+TEST(FileLock, TakesOneFileAndTellsWhereThereIsNone) {
+  const ScratchFolder folder;
+  const std::wstring name = folder.Make("data");
+  const auto withFilesLeft = [&](int left) {
+    return Child([&](const auto&) {
+             std::vector<int> files;
+             for (int file = ::dup(STDERR_FILENO); file >= 0; file = ::dup(STDERR_FILENO)) files.push_back(file);
+             for (int i = 0; i < left; ++i) ::close(files[static_cast<std::size_t>(i)]);
+             return FileLock::TryGetExclusiveLock(name) ? kGot : kRefused;
+           })
+        .Wait();
+  };
+  EXPECT_EQ(withFilesLeft(1), kGot);
+  EXPECT_EQ(withFilesLeft(0), Child::kRaised);
+}
+
 /// A folder that nothing can be made in, and one for proxies.
 class ReadOnlyFolder : public testing::Test {
  protected:
