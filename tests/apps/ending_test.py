@@ -78,6 +78,21 @@ class EndingTest(ProgramTest):
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertEqual(sorted(os.listdir(self.target)), [".tessera-notes.tmp", "file"])
 
+    def test_a_folder_that_a_killed_run_left_without_its_lock_goes_with_the_next_run(self):
+        """Killed between making the folder and locking it, or in the middle of removing it."""
+        killed = self.start()
+        killed.kill()
+        killed.wait(timeout=10)
+        (left,) = self.temporary.iterdir()
+        (left / ".in-use").unlink()
+        (left / "file").write_text("half of what there was")
+        (self.temporary / f"tessera-{os.getpid()}-living").mkdir()
+        (self.temporary / "tessera-notes").mkdir()
+        other = self.write("other.tsmx", {"operators": [{"id": "o", "operator": "VANTIX.CreateTempFilename"}]})
+        done = self.call("run", other)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(sorted(os.listdir(self.temporary)), [f"tessera-{os.getpid()}-living", "tessera-notes"])
+
 
 if __name__ == "__main__":
     unittest.main()
