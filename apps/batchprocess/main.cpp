@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include <cstdio>
 #include <exception>
 
@@ -6,6 +8,8 @@
 #include "kcommon/installation.h"
 
 int main(int count, char** words) {
+  // A file that may not become as large is a failure to be told, like a full disk.
+  ::signal(SIGXFSZ, SIG_IGN);
   korven::common::PrepareInstallation();
   try {
     korven::jsonlib::LoadStoredPreferences();

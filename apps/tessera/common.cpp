@@ -2,8 +2,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -20,6 +22,8 @@ namespace TesseraProgram {
 using namespace Tamrin::Tessera;
 
 namespace {
+
+int outputFailure = 0;  ///< the first error number of standard output
 
 /// Why an operator holds only the place of what it was to be; empty for all others.
 std::wstring WhatIsMissing(const Operator& op) {
@@ -40,10 +44,17 @@ Refusal::Refusal(const std::wstring& text) : std::runtime_error(kstr_ToUtf8(text
 
 std::wstring WideWord(const std::string& word) { return kfnp_FromNative(word); }
 
-void Print(const std::wstring& text) {
-  const std::string bytes = kstr_ToUtf8(text) + "\n";
-  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+void WriteOutput(const std::string& bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() && outputFailure == 0) outputFailure = errno;
 }
+
+void FlushOutput() {
+  if (std::fflush(stdout) != 0 && outputFailure == 0) outputFailure = errno;
+  if (outputFailure == 0) return;
+  throw Refusal(L"standard output can't be written: " + kstr_FromUtf8Lossy(std::strerror(outputFailure)));
+}
+
+void Print(const std::wstring& text) { WriteOutput(kstr_ToUtf8(text) + "\n"); }
 
 void PrintError(const std::wstring& text) {
   const Progress::Aside aside;
@@ -54,8 +65,7 @@ void PrintError(const std::wstring& text) {
 void PrintJson(const JsonValue& json) {
   std::string text = json.SerializeUtf8(true);
   while (!text.empty() && text.back() == '\n') text.pop_back();
-  text += '\n';
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  WriteOutput(text + '\n');
 }
 
 void PrintProblems(const std::string& file, const std::vector<DocumentProblem>& problems) {

@@ -245,7 +245,7 @@ int Completion(const Arguments& arguments) {
   const std::string text = arguments.shell == "bash"  ? Bash(program)
                            : arguments.shell == "zsh" ? Zsh(program)
                                                       : Fish(program);
-  std::fputs(text.c_str(), stdout);
+  WriteOutput(text);
   return kDone;
 }
 

@@ -158,7 +158,7 @@ int Draw(const Arguments& arguments) {
   const auto model = OpenModel(arguments.model, false);
   const std::string dot = Picture().Draw(*model);
   if (arguments.output.empty()) {
-    std::fwrite(dot.data(), 1, dot.size(), stdout);
+    WriteOutput(dot);
     return kDone;
   }
   try {

@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,6 +9,8 @@
 
 int main(int count, char** words) {
   using namespace TesseraProgram;
+  // A file that may not become as large is a failure to be told, like a full disk.
+  ::signal(SIGXFSZ, SIG_IGN);
   try {
     Arguments arguments;
     int status = 0;
@@ -27,7 +30,7 @@ int main(int count, char** words) {
     for (const auto& [name, call] : commands) {
       if (arguments.command == name) status = call(arguments);
     }
-    if (std::fflush(stdout) != 0) throw Refusal(L"standard output can't be written");
+    FlushOutput();
     return status;
   } catch (const Refusal& refusal) {
     std::fflush(stdout);

@@ -79,7 +79,7 @@ int Manual(const Arguments&) {
   for (const CommandFacts& command : program.commands)
     text += ".SS " + Usage(command) + "\n" + Literal(command.text) + ".\n" + Describe(command.options);
   text += ".SH EXIT STATUS\n" + Rows(kExitStatuses) + ".SH ENVIRONMENT\n" + Rows(kVariables);
-  std::fputs(text.c_str(), stdout);
+  WriteOutput(text);
   return kDone;
 }
 

@@ -54,6 +54,9 @@ int Schema(const Arguments& arguments);
 
 /// Wide text of a word of the command line; bytes that are no UTF-8 survive in file names.
 std::wstring WideWord(const std::string& word);
+/// Standard output. A failure is told by FlushOutput, which every command ends with; it raises Refusal.
+void WriteOutput(const std::string& bytes);
+void FlushOutput();
 void Print(const std::wstring& text);
 void PrintError(const std::wstring& text);
 void PrintJson(const JsonValue& json);

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -24,12 +25,13 @@ using namespace Tamrin::Tessera;
 
 namespace {
 
-/// A file that grows line by line; each line is there as soon as it was given.
+/// A file that grows line by line; each line is there as soon as it was given. Where one can't be written, nothing
+/// more is, and the run goes on.
 class LineFile {
  public:
   explicit LineFile(const std::string& name)
-      : file_(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
-    if (file_ < 0) throw Refusal(WideWord(name) + L": can't be written: " + kstr_FromUtf8Lossy(std::strerror(errno)));
+      : name_(name), file_(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+    if (file_ < 0) Refuse(errno);
   }
   ~LineFile() { ::close(file_); }
   LineFile(const LineFile&) = delete;
@@ -37,15 +39,25 @@ class LineFile {
   void Write(std::string line) {
     line += '\n';
     const std::lock_guard lock(mutex_);
-    for (std::size_t done = 0; done < line.size();) {
+    for (std::size_t done = 0; failure_ == 0 && done < line.size();) {
       const ssize_t count = ::write(file_, line.data() + done, line.size() - done);
-      if (count < 0 && errno != EINTR) return;
+      if (count < 0 && errno != EINTR) failure_ = errno;
       if (count > 0) done += static_cast<std::size_t>(count);
     }
   }
+  void CheckWritten() {
+    const std::lock_guard lock(mutex_);
+    if (failure_ != 0) Refuse(failure_);
+  }
 
  private:
+  [[noreturn]] void Refuse(int failure) const {
+    throw Refusal(WideWord(name_) + L": can't be written: " + kstr_FromUtf8Lossy(std::strerror(failure)));
+  }
+
+  const std::string name_;
   const int file_;
+  int failure_ = 0;
   std::mutex mutex_;
 };
 
@@ -67,6 +79,9 @@ class Messages {
                                            const std::wstring& text, const std::wstring&, Issue::Severity severity) {
           Tell(op ? op->GetDisplayName() : L"", text, severity);
         });
+  }
+  void CheckWritten() {
+    if (file_) file_->CheckWritten();
   }
   /// An error that its operator has told already is not told twice.
   void TellFailure(const Failure& failure) {
@@ -115,15 +130,18 @@ std::optional<Failure> Execute(const boost::shared_ptr<Model>& model) {
   }
 }
 
-void SetSessionLog(const Arguments& arguments) {
+/// The file of the session log, or null.
+std::shared_ptr<LineFile> SetSessionLog(const Arguments& arguments) {
+  std::shared_ptr<LineFile> file;
   if (!arguments.log.empty()) {
-    const auto file = std::make_shared<LineFile>(arguments.log);
+    file = std::make_shared<LineFile>(arguments.log);
     kerr_SetSessionLogSink([file](const std::wstring& line) { file->Write(kstr_ToUtf8(line)); });
   } else if (arguments.quiet) {
     kerr_SetSessionLogSink(std::function<void(const std::wstring&)>());
   } else {
     kerr_SetSessionLogSink(&PrintError);  // which knows of the progress on the same terminal
   }
+  return file;
 }
 
 void WriteJson(const std::string& file, const JsonValue& json) {
@@ -158,7 +176,7 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
   SignalWatch::SetEnvironment(model->GetEnvironment());
   if (!arguments.inputs.empty()) ApplyInputs(*model, arguments.inputs);
   ApplySets(*model, arguments.sets);
-  SetSessionLog(arguments);
+  const auto log = SetSessionLog(arguments);
   Messages messages(arguments.messages, arguments.quiet);
   messages.Listen(model);
   std::optional<Profile> profile;
@@ -181,6 +199,9 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
   if (preview) preview->CheckWritten();
   TellOutputs(arguments, *model);
   if (profile) TellProfile(arguments, *profile);
+  // Results come first: what a long run has found is not lost with its log.
+  if (log) log->CheckWritten();
+  messages.CheckWritten();
   return kDone;
 }
 

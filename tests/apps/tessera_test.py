@@ -93,6 +93,19 @@ class RunTest(ProgramTest):
         self.assertEqual((self.folder / "said").read_text(), "")
         self.assertEqual((self.folder / "log").read_text(), "")
 
+    def test_what_can_not_be_written_is_told(self):
+        model = self.write("m.tsmx", {"ports": [{"name": "Out", "alias": "r.Output1"}], "operators": [
+            {"id": "r", "operator": "VANTIX.Report", "values": {"Input1": "x"}}]})
+        done = self.call("run", model, "--log", "/dev/full", "--outputs", "out.json")
+        self.assertEqual((done.returncode, done.stderr),
+                         (2, "error: /dev/full: can't be written: No space left on device\n"))
+        self.assertTrue((self.folder / "out.json").exists())  # what the run has found is there
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            done = subprocess.run([PROGRAM, "run", model, "--quiet", "--json"], stdout=full, stderr=subprocess.PIPE,
+                                  text=True, env=self.env, timeout=60)
+        self.assertEqual((done.returncode, done.stderr),
+                         (2, "error: standard output can't be written: No space left on device\n"))
+
     def test_signals_end_the_run_within_a_second(self):
         (self.folder / "fifo").mkdir()
         os.mkfifo(self.folder / "pipe")
