@@ -10,8 +10,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace korven::plugin {
 namespace {
@@ -243,6 +245,28 @@ TEST_F(PluginManagerTest, BuiltInTypesComeFirst) {
   });
   EXPECT_THAT(lines, ElementsAre("Ant of tessera", "VANTIX.Shared of libgood.so", "Zebra of libgood.so",
                                  AllOf(HasSubstr(Module("good")), HasSubstr("\"tessera\""))));
+}
+
+/// Runs out of memory at its last category, the first time.
+int OfferWithoutMemory(const std::wstring& category, std::vector<boost::shared_ptr<AvailablePluginProxy>>& proxies) {
+  static bool isFirst = true;
+  if (category == L"UIProvider" && std::exchange(isFirst, false)) throw std::bad_alloc();
+  return OfferBuiltIn(category, proxies);
+}
+
+TEST_F(PluginManagerTest, APluginThatFoundNoMemoryIsTakenTheNextTime) {
+  const Lines lines = InFreshProcess([](PluginManager& manager, Lines& report) {
+    try {
+      manager.AddBuiltIn(L"tessera", OfferWithoutMemory);
+    } catch (const std::bad_alloc&) {
+      report.push_back("no memory");
+    }
+    ReportNames(manager, L"Operator", report);
+    manager.AddBuiltIn(L"tessera", OfferWithoutMemory);
+    ReportNames(manager, L"Operator", report);
+    ReportProblems(manager, report);
+  });
+  EXPECT_THAT(lines, ElementsAre("no memory", "Ant of tessera"));
 }
 
 TEST_F(PluginManagerTest, ManyThreadsSeeOneSearch) {
