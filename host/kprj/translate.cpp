@@ -32,6 +32,12 @@ constexpr std::string_view kVerticalPart = ",VERTCS[";
 std::string SearchedVertical(const RecordPtr& record, const std::string& registry) {
   const Parts& parts = record->GetParts();
   if (!parts.elevation || IsLocal(*parts.elevation)) return {};
+  if (IsFromText(*record)) {
+    // Some registries have one definition under two names.
+    const auto& codes = NameIndex::Of(registry).Find(record->facts.name);
+    std::string code = GetCalls().PickByText(record->source, record->text, registry, codes);
+    if (!code.empty()) return code;
+  }
   if (const auto* row = VerticalIndex::Of(registry).Find(*parts.elevation)) return row->code;
   // A text may call the datum as no registry does.
   return IsFromText(*record) ? SearchedText(record->source, record->facts.name, record->text, registry) : std::string();

@@ -21,7 +21,7 @@ FLOORS = [
     ["tx_general", "operators", "modules"],
     ["apps"],
 ]
-# Modules of heavy libraries, host/modules/NAME: each sees what the room that it serves sees, and its private headers.
+# Modules of heavy libraries, host/modules/NAME, that serve a room: they see what it sees, and its private headers.
 ROOM_OF_MODULE = {"proj": "kprj"}
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
 INTERFACE_ROOMS = [room for rooms in FLOORS[:8] for room in rooms]
@@ -37,7 +37,7 @@ def room_of(path):
     """Area and room of a source file: ("interfaces", "txlib"), ("tx_general", "tx_general")."""
     parts = path.split("/")
     if parts[:2] == ["host", "modules"] and len(parts) > 3:
-        return "host", ROOM_OF_MODULE.get(parts[2])
+        return "host", ROOM_OF_MODULE.get(parts[2], "modules")
     if parts[0] in ("interfaces", "host") and len(parts) > 2:
         return parts[0], parts[1]
     if parts[0] in ("tx_general", "apps"):

@@ -83,7 +83,10 @@ TEST(Database, EpsgToPrjAndBack) {
 
 TEST(Database, EsriToPrjAndBack) {
   Outcome outcome;
-  ThereAndBack(outcome, L"ESRI", L"PRJ", Proj().Systems("ESRI"));
+  std::vector<Entry> current = Proj().Systems("ESRI");
+  std::erase_if(current, [](const Entry& entry) { return entry.deprecated; });
+  ThereAndBack(outcome, L"ESRI", L"PRJ", current);
+  EXPECT_GE(current.size(), 1724U);
   EXPECT_TRUE(outcome.CurrentOthers().empty()) << outcome.Report();
   ExpectNoneWrong(outcome, "ESRI", true);
 }
