@@ -70,6 +70,22 @@ void RunThreeOperators(benchmark::State& state) {
 }
 BENCHMARK(RunThreeOperators)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
+/// Names of units are built in: no library or database is opened for them.
+void AskForUnits(benchmark::State& state) {
+  Repeat(state, {FIRST_CRS_PROGRAM, "units"});
+  state.SetLabel("vs HelloProcess/real_time");
+}
+BENCHMARK(AskForUnits)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+void FirstCrsOfProj(benchmark::State& state) { Repeat(state, {FIRST_PROJ_PROGRAM}); }
+BENCHMARK(FirstCrsOfProj)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+void FirstCrs(benchmark::State& state) {
+  Repeat(state, {FIRST_CRS_PROGRAM, "crs"});
+  state.SetLabel("vs FirstCrsOfProj/real_time");
+}
+BENCHMARK(FirstCrs)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
 /// Asked: at least four of RunThreeOperators.
 void TranslateSmallRaster(benchmark::State& state) {
   std::string grid = "ncols 16\nnrows 16\nxllcorner 0\nyllcorner 0\ncellsize 1\n";

@@ -2,7 +2,6 @@
 
 #include <charconv>
 
-#include "kcommon/kstr.h"
 #include "unittable.h"
 
 namespace kprj {
@@ -49,8 +48,11 @@ std::string WithEsriUnits(const std::string& text) {
   return out.append(text, from);
 }
 
+/// With 15 digits, as PROJ writes the others.
 std::string Number(double value) {
-  std::string text = kstr_ToUtf8(kstr_ShortestDouble(value));
+  char digits[40];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 15).ptr;
+  std::string text(digits, end);
   if (text.find_first_of(".e") == std::string::npos) text += ".0";
   return text;
 }
@@ -75,6 +77,8 @@ std::string WithRightTail(const Record& record, const std::string& text) {
   if (!projected3D && record.facts.kind != proj::Kind::Compound) return text;
   const Parts& parts = record.GetParts();
   if (!parts.elevation || parts.elevation->spheroidName.empty()) return text;
+  const bool asWritten = parts.elevation->elevationType == KprjHeight && UnitOfElevation(*parts.elevation).factor == 1;
+  if (projected3D && asWritten) return text;
   const std::size_t tail = text.find(",VERTCS[");
   if (tail == std::string::npos) return text;
   const std::string horizontal = text.substr(0, tail);

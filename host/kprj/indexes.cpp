@@ -23,6 +23,16 @@ std::wstring KeyOf(const Kprj_ElevationInfo& elevation) {
   return key;
 }
 
+std::string NameKey(const std::string& name) {
+  std::string key;
+  for (const char c : name)
+    if (c >= 'A' && c <= 'Z')
+      key += static_cast<char>(c - 'A' + 'a');
+    else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || static_cast<unsigned char>(c) >= 0x80)
+      key += c;
+  return key.starts_with("gcs") ? key.substr(3) : key;
+}
+
 std::string KeyOf(const std::string& a, const std::string& b, const std::string& c, const std::string& d) {
   return a + '\n' + b + '\n' + c + '\n' + d;
 }
@@ -94,6 +104,20 @@ CompoundIndex::CompoundIndex(std::vector<CompoundRow> rows) : rows_(std::move(ro
 
 const CompoundIndex& CompoundIndex::Of(const std::string& registry) {
   return IndexTable::Get<CompoundIndex>(registry, [&] { return proj::GetCalls().CompoundSystems(registry); });
+}
+
+NameIndex::NameIndex(const std::vector<proj::NameRow>& rows) {
+  for (const proj::NameRow& row : rows) byName_[NameKey(row.name)].push_back(row.code);
+}
+
+const NameIndex& NameIndex::Of(const std::string& registry) {
+  return IndexTable::Get<NameIndex>(registry, [&] { return proj::GetCalls().SystemNames(registry); });
+}
+
+const std::vector<std::string>& NameIndex::Find(const std::string& name) const {
+  static const std::vector<std::string> none;
+  const auto found = byName_.find(NameKey(name));
+  return found == byName_.end() ? none : found->second;
 }
 
 const CompoundRow* CompoundIndex::Find(const std::string& horizontalAuthority, const std::string& horizontalCode,

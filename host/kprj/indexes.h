@@ -47,6 +47,20 @@ class CompoundIndex {
   std::unordered_map<std::string, const proj::CompoundRow*> byParts_;
 };
 
+/// The current systems of a registry by name.
+class NameIndex {
+ public:
+  static const NameIndex& Of(const std::string& registry);
+
+  /// Codes of those whose name is this one but for case, signs and what ESRI puts in front.
+  const std::vector<std::string>& Find(const std::string& name) const;
+
+ private:
+  friend class IndexTable;
+  explicit NameIndex(const std::vector<proj::NameRow>& rows);
+  std::unordered_map<std::string, std::vector<std::string>> byName_;
+};
+
 /// A system that a registry has, by its parts.
 struct RegistryCode {
   std::string authority;

@@ -108,7 +108,8 @@ Value UnitValue(const std::wstring& name, double factor, bool angular) {
   const bool other = IsOther(name);
   value[L"name"] = name;
   value[L"class"] = other ? L"other" : angular ? L"angular" : L"linear";
-  if (!other) value[L"toSI"] = factor;
+  const KnownUnit* const known = FindUnit(name);
+  if (!other) value[L"toSI"] = known && SameSize(factor, known->factor) ? known->factor : factor;
   return value;
 }
 

@@ -17,7 +17,7 @@ using proj::Kind;
 
 namespace {
 
-constexpr double kDegree = 0.0174532925199433;
+constexpr double kDegree = 0.017453292519943295;
 
 // --- Reading
 
@@ -240,7 +240,10 @@ bool AddElevation(const RecordPtr& horizontal, const Kprj_ElevationInfo& elevati
     if (!horizontal || elevation.elevationType != KprjHeight ||
         !IsOverOwnEllipsoid(horizontal->facts.datumName, elevation))
       return false;
-    const int code = KeyCode(GetCalls().FindGeographic3D(horizontal->source));
+    // By the registry's form of the horizontal part: a text says too little to be found in it.
+    const bool user = moniker.GetInt(KeyProjected) == kUserDefined || !moniker.Has(KeyProjected);
+    const int base = moniker.GetInt(user ? KeyGeographic : KeyProjected);
+    const int code = KeyCode(GetCalls().FindGeographic3D({"EPSG", std::to_string(base), {}}));
     if (code == 0) return false;
     moniker.SetInt(KeyVertical, code);
     return UnitOfElevation(elevation).code == "9001" || AddVerticalUnit(elevation, moniker);

@@ -41,7 +41,7 @@ bool HasVerticalShift(const std::string& text) {
 /// The registry's system that writes the very text, whose method PROJ can write and not read.
 RecordPtr RegisteredTwin(const Record& read) {
   for (const char* registry : {"EPSG", "ESRI"}) {
-    const std::string code = proj::GetCalls().Identify(read.source, registry, {read.text});
+    const std::string code = proj::GetCalls().IdentifyText(read.text, registry);
     if (code.empty()) continue;
     std::wstring reason;
     const RecordPtr twin = ReadRegistryCode(kstr_Widen(registry), kstr_FromUtf8Lossy(code), reason);
@@ -120,8 +120,8 @@ std::optional<std::string> ReadPrjFile(const std::wstring& path, std::wstring& r
 }
 
 RecordPtr ReadPrjCode(const std::wstring& code, std::wstring& reason) {
-  const std::string text = Trimmed(kstr_ToUtf8(code));
-  if (IsEsriText(text)) return ReadEsriText(text, code, reason);
+  const std::string text = kstr_ToUtf8(code);
+  if (IsEsriText(text)) return ReadEsriText(Trimmed(text), code, reason);
   const auto content = ReadPrjFile(code, reason);
   return content ? ReadEsriText(*content, code, reason) : nullptr;
 }

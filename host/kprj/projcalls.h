@@ -120,6 +120,11 @@ struct CompoundRow {
   bool deprecated = false;
 };
 
+struct NameRow {
+  std::string code;
+  std::string name;
+};
+
 struct DatumRow {
   std::string name;
   std::string ellipsoid;
@@ -147,10 +152,13 @@ class Calls {
 
   /// Same definition, units and dimension; with `anyAxisOrder` latitude and longitude may be swapped.
   virtual bool AreEquivalent(const Source& one, const Source& other, bool anyAxisOrder) const = 0;
-  /// The code of a system of one dimension or horizontal one; empty where there is none that is equivalent. With texts,
-  /// also one whose ESRI text is one of them: such a text has no order of axes.
-  virtual std::string Identify(const Source& source, const std::string& authority,
-                               const std::vector<std::string>& texts) const = 0;
+  /// The code of a system of one dimension or horizontal one; empty where there is none that is equivalent.
+  virtual std::string Identify(const Source& source, const std::string& authority) const = 0;
+  /// The same for what was read from an ESRI text, which has no order of axes: also one that has the very text.
+  virtual std::string IdentifyText(const std::string& text, const std::string& authority) const = 0;
+  /// The first of these codes that is no deprecated one and has the very text. Much faster than to search.
+  virtual std::string PickByText(const Source& source, const std::string& text, const std::string& authority,
+                                 const std::vector<std::string>& codes) const = 0;
 
   /// As ESRI writes it; empty where it has no such form.
   virtual std::string EsriText(const Source& source) const = 0;
@@ -158,6 +166,8 @@ class Calls {
 
   virtual std::vector<std::string> Authorities() const = 0;
   virtual std::vector<std::string> SystemCodes(const std::string& authority) const = 0;
+  /// Without the deprecated ones.
+  virtual std::vector<NameRow> SystemNames(const std::string& authority) const = 0;
   virtual std::vector<VerticalRow> VerticalSystems(const std::string& authority) const = 0;
   virtual std::vector<CompoundRow> CompoundSystems(const std::string& authority) const = 0;
   virtual std::vector<DatumRow> GeodeticDatums() const = 0;

@@ -1,6 +1,7 @@
 #include "translate.h"
 
-#include <vector>
+#include <optional>
+#include <string_view>
 
 #include "esritext.h"
 #include "indexes.h"
@@ -16,31 +17,53 @@ using proj::Kind;
 
 namespace {
 
-std::string SearchedVertical(const RecordPtr& record, const Parts& parts, const std::string& registry,
-                             const std::vector<std::string>& texts) {
-  if (!parts.elevation || IsLocal(*parts.elevation)) return {};
-  if (const auto* row = VerticalIndex::Of(registry).Find(*parts.elevation)) return row->code;
-  // A text may call the datum as no registry does.
-  return texts.empty() ? std::string() : GetCalls().Identify(record->source, registry, texts);
+bool IsFromText(const Record& record) { return !record.text.empty() && !record.source.IsRegistered(); }
+
+/// Of a text that is no compound system.
+std::string SearchedText(const proj::Source& source, const std::string& name, const std::string& text,
+                         const std::string& registry) {
+  std::string code = GetCalls().PickByText(source, text, registry, NameIndex::Of(registry).Find(name));
+  return code.empty() ? GetCalls().IdentifyText(text, registry) : code;
 }
 
-std::string SearchedCompound(const RecordPtr& record, const Parts& parts, const std::string& registry) {
-  if (!parts.projection || !parts.elevation) return {};
-  const RecordPtr part = HorizontalOf(record);
+/// The element of a text that holds a vertical system, and the one before it.
+constexpr std::string_view kVerticalPart = ",VERTCS[";
+
+std::string SearchedVertical(const RecordPtr& record, const std::string& registry) {
+  const Parts& parts = record->GetParts();
+  if (!parts.elevation || IsLocal(*parts.elevation)) return {};
+  if (IsFromText(*record)) {
+    // Some registries have one definition under two names.
+    const auto& codes = NameIndex::Of(registry).Find(record->facts.name);
+    std::string code = GetCalls().PickByText(record->source, record->text, registry, codes);
+    if (!code.empty()) return code;
+  }
+  if (const auto* row = VerticalIndex::Of(registry).Find(*parts.elevation)) return row->code;
+  // A text may call the datum as no registry does.
+  return IsFromText(*record) ? SearchedText(record->source, record->facts.name, record->text, registry) : std::string();
+}
+
+/// The vertical part of a compound system: in the registry itself before any other that calls it so.
+std::optional<RegistryCode> VerticalCodeOf(const RecordPtr& record, const std::string& registry) {
+  const Kprj_ElevationInfo& elevation = *record->GetParts().elevation;
+  if (const auto* row = VerticalIndex::Of(registry).Find(elevation)) return RegistryCode{registry, row->code};
+  const std::size_t at = IsFromText(*record) ? record->text.find(kVerticalPart) : std::string::npos;
+  if (at != std::string::npos) {
+    const std::string code = GetCalls().IdentifyText(record->text.substr(at + 1), registry);
+    if (!code.empty()) return RegistryCode{registry, code};
+  }
+  return FindVertical(elevation, registry);
+}
+
+std::string SearchedCompound(const RecordPtr& record, const std::string& registry) {
+  const Parts& parts = record->GetParts();
+  const RecordPtr part = parts.projection && parts.elevation ? HorizontalOf(record) : nullptr;
   const std::string horizontal = part ? FindRegistryCode(part, registry) : std::string();
   if (horizontal.empty()) return {};
-  const auto vertical = FindVertical(*parts.elevation, registry);
+  const auto vertical = VerticalCodeOf(record, registry);
   if (!vertical) return {};
   const auto* row = CompoundIndex::Of(registry).Find(registry, horizontal, vertical->authority, vertical->code);
   return row ? row->code : std::string();
-}
-
-/// What the text says, and what PROJ makes of it.
-std::vector<std::string> TextsOf(const Record& record) {
-  if (record.text.empty() || record.source.IsRegistered()) return {};
-  std::vector<std::string> texts{record.text};
-  if (std::string own = GetCalls().EsriText(record.source); !own.empty()) texts.push_back(std::move(own));
-  return texts;
 }
 
 }  // namespace
@@ -53,10 +76,9 @@ std::string FindRegistryCode(const RecordPtr& record, const std::string& registr
   if (!source.IsRegistered() && facts.authority == registry && !facts.code.empty() &&
       GetCalls().AreEquivalent(source, {registry, facts.code, {}}, false))
     return facts.code;
-  const std::vector<std::string> texts = TextsOf(*record);
-  if (facts.kind == Kind::Vertical) return SearchedVertical(record, record->GetParts(), registry, texts);
-  if (facts.kind == Kind::Compound) return SearchedCompound(record, record->GetParts(), registry);
-  return GetCalls().Identify(source, registry, texts);
+  if (facts.kind == Kind::Vertical) return SearchedVertical(record, registry);
+  if (facts.kind == Kind::Compound) return SearchedCompound(record, registry);
+  return IsFromText(*record) ? GetCalls().IdentifyText(record->text, registry) : GetCalls().Identify(source, registry);
 }
 
 RecordPtr HorizontalOf(const RecordPtr& record) {
@@ -65,9 +87,10 @@ RecordPtr HorizontalOf(const RecordPtr& record) {
   std::wstring reason;
   RecordPtr horizontal = TryBuildRecord(parts.projection, parts.units, nullptr, reason);
   if (!horizontal) return nullptr;
-  if (record->text.empty() || record->source.IsRegistered()) return horizontal;
+  if (!IsFromText(*record)) return horizontal;
   auto fromText = std::make_shared<Record>(*horizontal, horizontal->authority, horizontal->code, horizontal->form);
-  fromText->text = GetCalls().EsriText(horizontal->source);
+  const std::size_t tail = record->text.find(kVerticalPart);
+  fromText->text = tail == std::string::npos ? GetCalls().EsriText(horizontal->source) : record->text.substr(0, tail);
   return fromText;
 }
 

@@ -21,6 +21,8 @@ FLOORS = [
     ["tx_general", "operators", "modules"],
     ["apps"],
 ]
+# Modules of heavy libraries, host/modules/NAME, that serve a room: they see what it sees, and its private headers.
+ROOM_OF_MODULE = {"proj": "kprj"}
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
 INTERFACE_ROOMS = [room for rooms in FLOORS[:8] for room in rooms]
 
@@ -34,6 +36,8 @@ FOREIGN_HEADER = re.compile(r"^(proj|proj_.*|gdal.*|ogr.*|cpl_.*|zlib|tbb)\.h$")
 def room_of(path):
     """Area and room of a source file: ("interfaces", "txlib"), ("tx_general", "tx_general")."""
     parts = path.split("/")
+    if parts[:2] == ["host", "modules"] and len(parts) > 3:
+        return "host", ROOM_OF_MODULE.get(parts[2], "modules")
     if parts[0] in ("interfaces", "host") and len(parts) > 2:
         return parts[0], parts[1]
     if parts[0] in ("tx_general", "apps"):
@@ -84,7 +88,7 @@ def source_files(root):
 def headers_of_room(root, path):
     """How a file may name the private headers of its room: from its own folder or the room's."""
     area, room = room_of(path)
-    top = os.path.join(root, area, room) if area == "host" else os.path.join(root, area)
+    top = os.path.join(root, area, room or "") if area == "host" else os.path.join(root, area)
     starts = {top, os.path.dirname(os.path.join(root, path))}
     names = set()
     for start in starts:

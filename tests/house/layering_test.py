@@ -32,6 +32,8 @@ class LayeringTest(unittest.TestCase):
         self.write("tx_general/shared.h", "#pragma once\n")
         self.write("tx_general/merge.cpp", '#include "shared.h"\n#include "txbasiclib/color.h"\n#include <unistd.h>\n')
         self.write("apps/tessera/main.cpp", '#include "txlib/model.h"\n#include <CLI/CLI.hpp>\n')
+        self.write("host/kprj/projcalls.h", "#pragma once\n")
+        self.write("host/modules/proj/find.cpp", '#include "projcalls.h"\n#include "kcommon/kstr.h"\n#include <proj.h>\n')
         self.assertEqual(self.faults(), [])
 
     def test_wrong_includes_are_found(self):
@@ -46,6 +48,7 @@ class LayeringTest(unittest.TestCase):
             ("tx_general/h.cpp", "#include <openssl/evp.h>"),
             ("tx_general/i.cpp", "#include <proj.h>"),
             ("host/kcommon/j.cpp", '#  include "txbasiclib/color.h"'),
+            ("host/modules/proj/l.cpp", '#include "txgeospatiallib/crsutils.h"'),  # from above the room that it serves
             ("host/nowhere/k.cpp", '#include "txlib/port.h"'),              # a room that is in no list
         ]
         self.write("host/txlib/operatorstate.h", "#pragma once\n")

@@ -57,9 +57,9 @@ class Proj {
   bool AreEquivalent(const char* authority, const std::wstring& one, const std::wstring& other) const {
     PJ* const first = Make(authority, one);
     PJ* const second = Make(authority, other);
-    const bool same = first && second &&
-                      ::proj_is_equivalent_to_with_ctx(context_, first, second,
-                                                       PJ_COMP_EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS) != 0;
+    const bool same =
+        first && second &&
+        ::proj_is_equivalent_to_with_ctx(context_, first, second, PJ_COMP_EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS) != 0;
     ::proj_destroy(first);
     ::proj_destroy(second);
     return same;
@@ -140,8 +140,10 @@ class Outcome {
   std::string Report() const {
     std::string text = "current " + std::to_string(same_[0]) + " of " + std::to_string(count_[0]) + ", deprecated " +
                        std::to_string(same_[1]) + " of " + std::to_string(count_[1]) + ":";
-    for (const auto& [entry, back] : others_)
-      text += " " + kstr_ToUtf8(entry.code) + (entry.deprecated ? "(deprecated)" : "") + "->" + kstr_ToUtf8(back);
+    for (const bool deprecated : {false, true})
+      for (const auto& [entry, back] : others_)
+        if (entry.deprecated == deprecated)
+          text += " " + kstr_ToUtf8(entry.code) + (entry.deprecated ? "(deprecated)" : "") + "->" + kstr_ToUtf8(back);
     return text;
   }
 

@@ -1,8 +1,20 @@
 #include "txgeospatiallib/coordinatereferencesystemid.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "kcommon/kerr.h"
+#include "kcommon/kstr.h"
+#include "kprj/kprj.h"
+#include "referencing/crstypes.h"
 #include "txbasiclib/basicvalues.h"
+#include "txgeospatiallib/crsutils.h"
 #include "txlib/comparedata.h"
 #include "txlib/conversion.h"
 #include "txlib/datajson.h"
@@ -116,6 +128,79 @@ TEST(CrsId, OrderAndSize) {
     EXPECT_FALSE(*rising[2] < DataPtr());
   }
   EXPECT_EQ(Make(L"EPSG", L"32632")->SizeInBytes() - Make(L"", L"")->SizeInBytes(), 9 * sizeof(wchar_t));
+}
+
+TEST(CrsId, LeadsToItsSystemAndBack) {
+  const CoordinateReferenceSystemID id(L"EPSG", L"32633");
+  const auto crs = id.CreateCoordinateReferenceSystem();
+  ASSERT_TRUE(crs);
+  EXPECT_EQ(crs->getName(), L"WGS 84 / UTM zone 33N");
+  EXPECT_EQ(CoordinateReferenceSystemID(crs), id);
+  EXPECT_EQ(id.CreateCoordinateReferenceSystem(), crs) << "made once";
+  EXPECT_EQ(CoordinateReferenceSystemID(nullptr), CoordinateReferenceSystemID());
+  EXPECT_EQ(coordinateReferencing::getCRSType(crs), L"Projected");
+}
+
+TEST(CrsId, OneThatNamesNothingGivesNoSystem) {
+  for (const auto& [authority, code] : std::vector<std::pair<std::wstring, std::wstring>>{{L"", L""},
+                                                                                          {L"EPSG", L""},
+                                                                                          {L"EPSG", L"99999"},
+                                                                                          {L"NOBODY", L"1"},
+                                                                                          {L"PRJ", L"PROJCS["},
+                                                                                          {L"PRJ", L"/none.prj"}})
+    EXPECT_FALSE(CoordinateReferenceSystemID(authority, code).CreateCoordinateReferenceSystem())
+        << kstr_ToUtf8(authority + L":" + code);
+}
+
+TEST(CrsUtils, UnitNames) {
+  namespace CRSUtils = Tamrin::TesseraGeospatial::CRSUtils;
+  const auto geographic = CRSUtils::GetUnitNames(10);
+  const auto linear = CRSUtils::GetUnitNames(12);
+  const auto all = CRSUtils::GetUnitNames(14);
+  EXPECT_EQ(geographic.front(), L"degree");
+  EXPECT_EQ(linear.front(), L"metre");
+  EXPECT_EQ(all.size(), geographic.size() + linear.size() - 1);
+  for (const auto* names : {&geographic, &linear, &all}) EXPECT_EQ(names->back(), L"other");
+}
+
+bool IsLoaded(const std::string& library) {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);)
+    if (line.find(library) != std::string::npos) return true;
+  return false;
+}
+
+TEST(CrsUtils, DISABLED_UnitsInAFreshProcess) {
+  KerrException error(L"test", L"Units");
+  EXPECT_EQ(Tamrin::TesseraGeospatial::CRSUtils::GetUnitNames(14).size(), 63U);
+  EXPECT_EQ(kprj_IsLinearUnitByName(L"us-ft", error), 1);
+  EXPECT_FALSE(IsLoaded("libproj")) << "unit names are built in";
+  EXPECT_FALSE(CoordinateReferenceSystemID(L"KPRJ", L"nonsense").CreateCoordinateReferenceSystem());
+  EXPECT_FALSE(IsLoaded("libproj")) << "nor is it needed to see that a code is none";
+  EXPECT_TRUE(CoordinateReferenceSystemID(L"EPSG", L"4326").CreateCoordinateReferenceSystem());
+  EXPECT_TRUE(IsLoaded("libproj"));
+}
+
+TEST(CrsUtils, UnitNamesLoadNoLibrary) {
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
+  const std::string command =
+      "'" + program +
+      "' --gtest_also_run_disabled_tests --gtest_brief=1 --gtest_filter='*DISABLED_UnitsIn*' >/dev/null";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+}
+
+TEST(CrsUtils, Monikers) {
+  namespace CRSUtils = korven::tx_geosupport::CRSUtils;
+  const std::wstring feet = L"1024=1;3072=32633;4096=4979;4099=9003";
+  EXPECT_FALSE(CRSUtils::CSSSupportsMoniker(feet));
+  EXPECT_EQ(CRSUtils::AdjustMonikerForCSS(feet), L"1024=1;3072=32633");
+  EXPECT_TRUE(CRSUtils::CSSSupportsMoniker(L"1024=1;3072=32633"));
+  const std::filesystem::path file =
+      std::filesystem::temp_directory_path() / ("tessera-" + std::to_string(::getpid()) + ".csf");
+  const std::wstring name = kstr_FromUtf8Lossy(file.string());
+  CRSUtils::WriteMonikerToCSF(L"1024=1;3072=32633", name);
+  EXPECT_EQ(CRSUtils::ReadMonikerFromCSF(name), L"1024=1;3072=32633");
+  std::filesystem::remove(file);
 }
 
 }  // namespace

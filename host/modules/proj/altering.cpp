@@ -62,7 +62,7 @@ constexpr ParameterName kParameters[] = {
     {"8833", "Longitude of origin", Measure::Angle},
 };
 
-constexpr double kDegree = 0.0174532925199433;
+constexpr double kDegree = 0.017453292519943295;
 
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 

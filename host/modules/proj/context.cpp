@@ -1,5 +1,7 @@
 #include "context.h"
 
+#include <algorithm>
+#include <mutex>
 #include <stdexcept>
 
 #include "kcommon/kstr.h"
@@ -7,8 +9,33 @@
 
 namespace {
 
+/// Small numbers for the threads that run at a time.
+class Slots {
+ public:
+  static Slots& Get() {
+    static Slots& slots = *new Slots;
+    return slots;
+  }
+  int Take() {
+    const std::lock_guard lock(mutex_);
+    const auto free = std::find(taken_.begin(), taken_.end(), false);
+    if (free == taken_.end()) return taken_.push_back(true), static_cast<int>(taken_.size()) - 1;
+    *free = true;
+    return static_cast<int>(free - taken_.begin());
+  }
+  void Release(int slot) {
+    const std::lock_guard lock(mutex_);
+    taken_[static_cast<std::size_t>(slot)] = false;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<bool> taken_;
+};
+
 struct ThreadContext {
   PJ_CONTEXT* context = nullptr;
+  int slot = -1;
   std::string words;
 
   ThreadContext() = default;
@@ -19,6 +46,8 @@ struct ThreadContext {
   void Close() {
     if (context) ::proj_context_destroy(context);
     context = nullptr;
+    if (slot >= 0) Slots::Get().Release(slot);
+    slot = -1;
   }
 };
 
@@ -38,6 +67,18 @@ ThreadContext& OfThread() {
       .Throw(__LINE__, kstr_FromUtf8Lossy(text));
 }
 
+/// Contexts that name the database alike share one connection and its lock, so that two threads are slower together
+/// than one alone; so each thread spells the path in its own way. 64 spellings are enough for any machine's worth of
+/// threads.
+void SpellDatabasePath(ThreadContext& own) {
+  own.slot = Slots::Get().Take();
+  std::string path = TextOf(::proj_context_get_database_path(own.context));
+  const std::size_t slash = path.rfind('/');
+  if (own.slot == 0 || slash == std::string::npos) return;
+  for (int i = 0; i < own.slot % 64; ++i) path.insert(slash, "/.");
+  ::proj_context_set_database_path(own.context, path.c_str(), nullptr, nullptr);
+}
+
 void Open(ThreadContext& own) {
   own.words.clear();
   own.context = ::proj_context_create();
@@ -46,6 +87,7 @@ void Open(ThreadContext& own) {
     static_cast<ThreadContext*>(keeper)->words = TextOf(words);
   });
   ::proj_context_set_enable_network(own.context, 0);
+  SpellDatabasePath(own);
   // The version is asked for as well: the path alone is found for a database that can't be read.
   if (::proj_context_get_database_path(own.context) &&
       ::proj_context_get_database_metadata(own.context, "DATABASE.LAYOUT.VERSION.MAJOR")) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string_view>
 #include <tuple>
 
@@ -51,6 +52,32 @@ struct Candidate {
   }
 };
 
+/// What a system that was found has to have in common with the one that is looked for.
+class Judge {
+ public:
+  Judge(const PJ* system, const std::string& authority, const std::vector<std::string>& texts)
+      : system_(system), authority_(authority), units_(SortedUnits(system)) {
+    for (const std::string& text : texts) texts_.push_back(WithoutUnitNames(text));
+  }
+
+  /// Nothing for one that won't do.
+  std::optional<Candidate> Try(const PJ* found, int confidence) const {
+    const std::string code = found ? CodeIn(found, authority_) : std::string();
+    if (code.empty() || !SameUnits(units_, SortedUnits(found))) return std::nullopt;
+    const bool exact = Equivalent(system_, found, false);
+    const bool byText =
+        !texts_.empty() && std::find(texts_.begin(), texts_.end(), WithoutUnitNames(EsriTextOf(found))) != texts_.end();
+    if (!byText && !exact && !Equivalent(system_, found, true)) return std::nullopt;
+    return Candidate{byText, exact, ::proj_is_deprecated(found) != 0, confidence, code};
+  }
+
+ private:
+  const PJ* const system_;
+  const std::string& authority_;
+  const std::vector<double> units_;
+  std::vector<std::string> texts_;
+};
+
 }  // namespace
 
 bool Equivalent(const PJ* one, const PJ* other, bool anyAxisOrder) {
@@ -61,30 +88,38 @@ bool Equivalent(const PJ* one, const PJ* other, bool anyAxisOrder) {
 
 std::string IdentifyOf(const PJ* system, const std::string& authority, const std::vector<std::string>& texts) {
   PJ_CONTEXT* const context = Context();
-  int* confidences = nullptr;
+  const Judge judge(system, authority, texts);
   ForgetWords();
+  int* confidences = nullptr;
   const ObjectList found(::proj_identify(context, system, authority.c_str(), nullptr, &confidences));
   const std::unique_ptr<int, decltype(&::proj_int_list_destroy)> owner(confidences, &::proj_int_list_destroy);
-  if (!found) return {};
-  std::vector<std::string> plainTexts;
-  for (const std::string& text : texts) plainTexts.push_back(WithoutUnitNames(text));
-  const std::vector<double> units = SortedUnits(system);
   std::vector<Candidate> candidates;
-  const int count = ::proj_list_get_count(found.get());
+  const int count = found ? ::proj_list_get_count(found.get()) : 0;
   for (int i = 0; i < count; ++i) {
-    const Object candidate(::proj_list_get(context, found.get(), i));
-    const std::string code = candidate ? CodeIn(candidate.get(), authority) : std::string();
-    if (code.empty() || !SameUnits(units, SortedUnits(candidate.get()))) continue;
-    const bool exact = Equivalent(system, candidate.get(), false);
-    const bool swapped = exact || Equivalent(system, candidate.get(), true);
-    const bool byText =
-        !plainTexts.empty() && std::find(plainTexts.begin(), plainTexts.end(),
-                                         WithoutUnitNames(EsriTextOf(candidate.get()))) != plainTexts.end();
-    if (!swapped && !byText) continue;
-    candidates.push_back(
-        {byText, exact, ::proj_is_deprecated(candidate.get()) != 0, confidences ? confidences[i] : 0, code});
+    const Object object(::proj_list_get(context, found.get(), i));
+    if (auto candidate = judge.Try(object.get(), confidences ? confidences[i] : 0))
+      candidates.push_back(std::move(*candidate));
   }
   const auto best = std::min_element(candidates.begin(), candidates.end(),
                                      [](const Candidate& a, const Candidate& b) { return a.Rank() < b.Rank(); });
   return best == candidates.end() ? std::string() : best->code;
+}
+
+std::string PickedByText(const PJ* system, const std::string& text, const std::string& authority,
+                         const std::vector<std::string>& codes) {
+  const Judge judge(system, authority, {text, EsriTextOf(system)});
+  for (const std::string& code : codes) {
+    const Object found = MakeSystem({authority, code, {}});
+    const auto candidate = judge.Try(found.get(), 100);
+    if (candidate && !candidate->deprecated && candidate->byText) return code;
+  }
+  return {};
+}
+
+std::string IdentifyText(const std::string& text, const std::string& authority) {
+  // Read anew: that a text says nothing of the order of its axes is lost in every other form.
+  const Object system = WithoutTie(Object(::proj_create_from_wkt(Context(), text.c_str(), nullptr, nullptr, nullptr)));
+  if (!system) return {};
+  // What is read and written again can be compared with what PROJ writes, whoever wrote the text.
+  return IdentifyOf(system.get(), authority, {text, EsriTextOf(system.get())});
 }

@@ -56,10 +56,19 @@ class ProjCalls final : public Calls {
     return first && second && Equivalent(first.get(), second.get(), anyAxisOrder);
   }
 
-  std::string Identify(const Source& source, const std::string& authority,
-                       const std::vector<std::string>& texts) const override {
+  std::string Identify(const Source& source, const std::string& authority) const override {
     const Object system = MakeSystem(source);
-    return system ? IdentifyOf(system.get(), authority, texts) : std::string();
+    return system ? IdentifyOf(system.get(), authority, {}) : std::string();
+  }
+
+  std::string IdentifyText(const std::string& text, const std::string& authority) const override {
+    return ::IdentifyText(text, authority);
+  }
+
+  std::string PickByText(const Source& source, const std::string& text, const std::string& authority,
+                         const std::vector<std::string>& codes) const override {
+    const Object system = codes.empty() ? nullptr : MakeSystem(source);
+    return system ? PickedByText(system.get(), text, authority, codes) : std::string();
   }
 
   std::string EsriText(const Source& source) const override {
@@ -79,6 +88,7 @@ class ProjCalls final : public Calls {
   std::vector<std::string> SystemCodes(const std::string& authority) const override {
     return SystemCodeList(authority);
   }
+  std::vector<NameRow> SystemNames(const std::string& authority) const override { return NameList(authority); }
   std::vector<VerticalRow> VerticalSystems(const std::string& authority) const override {
     return VerticalList(authority);
   }
