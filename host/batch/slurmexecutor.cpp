@@ -249,7 +249,8 @@ class SlurmRun {
         ++facts.running;
         continue;
       }
-      ++facts.reasons[entry->second->reason];
+      // A task that was just handed in has no reason yet.
+      if (entry->second->reason != "None") ++facts.reasons[entry->second->reason];
       if (IsHeldAfterRequeue(entry->second->reason) && array.releases[task]++ < kMostReleases) {
         Note("releasing task " + entry->second->id + ": " + entry->second->reason);
         SlurmCommands::Release(entry->second->id);

@@ -21,6 +21,10 @@ struct Failure {
 };
 thread_local Failure lastFailure;
 
+/// At its first use the C library notes that it is to be destroyed, and ends the process where it finds no memory for
+/// that: better while a model is made than when a run has failed for lack of memory.
+void MakeRoomForFailure() { [[maybe_unused]] Failure* volatile const place = &lastFailure; }
+
 }  // namespace
 
 struct ExecutionEnvironment::State {
@@ -41,6 +45,7 @@ ExecutionEnvironment::~ExecutionEnvironment() {
 
 boost::shared_ptr<ExecutionEnvironment> ExecutionEnvironment::Create(
     const boost::shared_ptr<ExecutionEnvironment>& parent) {
+  MakeRoomForFailure();
   const boost::shared_ptr<ExecutionEnvironment> environment(new ExecutionEnvironment());
   environment->state_->parent = parent;
   return environment;
