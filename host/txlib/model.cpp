@@ -213,9 +213,10 @@ boost::shared_ptr<Port> ModelState::AliasPort(Model& model, const boost::shared_
   }
   PortState& outerState = PortState::Of(*outer);
   if (innerState.parentPort == &outerState) return outer;
+  // First what may fail: a port that led to one which doesn't know of it would do so beyond its end.
+  outerState.AddInner(innerState);
   if (innerState.parentPort) innerState.parentPort->RemoveInner(innerState);
   innerState.parentPort = &outerState;
-  outerState.AddInner(innerState);
   return outer;
 }
 
