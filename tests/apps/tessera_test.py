@@ -185,6 +185,11 @@ class DocumentTest(ProgramTest):
 class CatalogueTest(ProgramTest):
     def test_list(self):
         listed = json.loads(self.call("list", "--json").stdout)
+        library = {category: [row["name"] for row in rows if row["plugin"] == "libtx_general.so"]
+                   for category, rows in listed.items()}
+        self.assertEqual({category: len(names) for category, names in library.items()},
+                         {"Operator": 81, "Conversion": 29, "Data": 14, "DataRequest": 1, "ModelFormat": 1, "UIProvider": 1})
+        self.assertEqual((library["Operator"][0], library["Data"][-1]), ("RequireCondition", "Password"))
         self.assertEqual(list(listed), ["Operator", "Conversion", "Data", "DataRequest", "ModelFormat", "UIProvider"])
         self.assertIn("TesseraModelFormat", [row["name"] for row in listed["ModelFormat"]])
         self.assertEqual(list(json.loads(self.call("list", "operators", "--json").stdout)), ["Operator"])

@@ -170,25 +170,9 @@ const Names kData = {L"AttributeTable",
                      L"VANTIX.NumberType",
                      L"Password"};
 
-/// True where all of `some` stand in `all`, in the same order, none twice.
-bool IsInOrder(const Names& some, const Names& all) {
-  auto at = all.begin();
-  for (const auto& name : some) {
-    at = std::find(at, all.end(), name);
-    if (at == all.end()) return false;
-    ++at;
-  }
-  return true;
-}
-
 TEST(Catalogue, OperatorsStandInTheirOrder) {
-  const Names found = NamesOf(ProxiesOf(L"Operator"));
+  EXPECT_EQ(NamesOf(ProxiesOf(L"Operator")), kOperators);
   EXPECT_EQ(kOperators.size(), 81u);
-  EXPECT_TRUE(IsInOrder(found, kOperators)) << ::testing::PrintToString(found);
-  EXPECT_THAT(found, ::testing::IsSupersetOf(Names{L"RequireCondition", L"ToString", L"TextFileInput",
-                                                   L"RegularExpressionSearch", L"If", L"Merge", L"Report",
-                                                   L"CreateTempFilename", L"MultiFilenameInput", L"DirectoryContents",
-                                                   L"ExpandEnvVars", L"IfElse", L"GetPreferenceValue"}));
 }
 
 TEST(Catalogue, OtherBlocks) {
@@ -205,6 +189,7 @@ TEST(Catalogue, EmptyCategoryGivesAllBlocksInOrder) {
     for (const auto& name : NamesOf(ProxiesOf(category))) expected.push_back(name);
   }
   EXPECT_EQ(NamesOf(ProxiesOf(L"")), expected);
+  EXPECT_EQ(expected.size(), 127u);
 }
 
 TEST(Catalogue, UnknownCategoriesGiveNothingAndSucceed) {
