@@ -141,7 +141,7 @@ class ManyFiles {
     const auto memory = boost::filesystem::path("/dev/shm") / boost::filesystem::unique_path("tessera-%%%%%%%%");
     path_ = boost::filesystem::create_directory(memory, error) ? memory.native() : other_.Path();
     for (int i = 0; i < kCount; ++i) {
-      char name[16];
+      char name[32];
       std::snprintf(name, sizeof name, "/%05d.dat", i);
       ::close(::open((path_ + name).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
     }
