@@ -46,10 +46,10 @@ class FactsOfClasses {
     const auto found = classes_.find(&type);
     return found == classes_.end() ? nullptr : &found->second;
   }
-  /// The first object of a class says what those that follow may share.
-  void Publish(const std::type_info& type, ClassFacts facts) {
+  /// The first object of a class says what those that follow may share. False where another was the first.
+  bool Publish(const std::type_info& type, ClassFacts facts) {
     const std::lock_guard lock(mutex_);
-    classes_.try_emplace(&type, std::move(facts));
+    return classes_.try_emplace(&type, std::move(facts)).second;
   }
 
  private:
@@ -66,14 +66,8 @@ const ClassFacts* FindClassFacts(const std::type_info& type) {
 
 /// A reference without a count, so that threads that make objects of a class do not meet at it.
 template <typename T>
-boost::shared_ptr<const T> Uncounted(const boost::shared_ptr<const T>& kept) {
-  return boost::shared_ptr<const T>(boost::shared_ptr<void>(), kept.get());
-}
-
-/// A copy that is never destroyed.
-template <typename T>
-boost::shared_ptr<const T> Kept(const T& facts) {
-  return Uncounted(boost::shared_ptr<const T>(new T(facts), [](const T*) {}));
+boost::shared_ptr<const T> Uncounted(const T* kept) {
+  return boost::shared_ptr<const T>(boost::shared_ptr<void>(), kept);
 }
 
 /// Those of the operator that declares its ports on this thread.
@@ -89,6 +83,26 @@ class DeclaringScope {
  private:
   const ClassFacts* outer_;
 };
+
+/// Makes copies that are never destroyed, once they are published.
+void PublishFacts(const std::type_info& type, const std::vector<boost::shared_ptr<Port>>& ports,
+                  const OperatorState::Identity* identity) {
+  ClassFacts facts;
+  std::vector<std::unique_ptr<const PortFacts>> kept;
+  for (const auto& port : ports) {
+    kept.push_back(std::make_unique<const PortFacts>(PortState::Of(*port).Facts()));
+    facts.ports.push_back(Uncounted(kept.back().get()));
+  }
+  std::unique_ptr<const OperatorState::Identity> keptIdentity;
+  if (identity) {
+    keptIdentity = std::make_unique<const OperatorState::Identity>(*identity);
+    facts.identity = Uncounted(keptIdentity.get());
+  }
+  // Not where another thread was quicker.
+  if (!FactsOfClasses::Instance().Publish(type, std::move(facts))) return;
+  for (auto& each : kept) each.release();
+  keptIdentity.release();
+}
 
 }  // namespace
 
@@ -121,10 +135,7 @@ void OperatorState::Declare() {
     self->DeclarePorts();
   }
   if (!shared) {
-    ClassFacts facts;
-    for (const auto& port : ports) facts.ports.push_back(Kept(PortState::Of(*port).Facts()));
-    if (identity) facts.identity = Kept(*identity);
-    FactsOfClasses::Instance().Publish(type, std::move(facts));
+    PublishFacts(type, ports, identity.get());
     return;
   }
   if (ownsIdentity && shared->identity && *identity == *shared->identity) {
