@@ -15,8 +15,11 @@ def setUpModule():
 
 class FaultsTest(SlurmCase):
     def test_a_node_that_dies(self):
-        run = self.start("echo $1 >> begun; sleep 2; touch \"done-$1\"", range(12), "-simul", "6")
+        run = self.start("echo $1 >> begun; sleep 4; touch \"done-$1\"", range(12), "-simul", "6")
         self.wait(lambda: len(self.cluster.run("squeue", "-h", "-t", "R", "-o", "%N").split()) == 6)
+        # Slurm has tasks for running before they do anything.
+        begun = self.place / "begun"
+        self.wait(lambda: begun.exists() and len(begun.read_text().split()) >= 6)
         nodes = self.cluster.run("squeue", "-h", "-t", "R", "-o", "%N").split()
         lost = nodes[0]
         self.cluster.fail(lost)
@@ -27,7 +30,7 @@ class FaultsTest(SlurmCase):
             self.cluster.wait("the node did not come back", lambda: self.cluster.are_up([lost]))
         self.assertEqual((run.returncode, self.without_waiting(told)), (0, ""))
         self.assertEqual(self.count("done-*"), 12)
-        self.assertGreater(len((self.place / "begun").read_text().split()), 12, "lines ran again")
+        self.assertGreater(len(begun.read_text().split()), 12, "lines ran again")
 
     def test_a_controller_that_restarts(self):
         self.prefer(slurm_pause=0.5, slurm_lines_per_task=1)
