@@ -148,8 +148,7 @@ void ExecutableOperator::OnExecute() {
   }
   Kprc_CaptureRequest request;
   request.program = search.program;
-  for (const std::wstring& argument : TakeApart(GetArguments()))
-    request.arguments.push_back(kfnp_ToNative(argument));
+  for (const std::wstring& argument : TakeApart(GetArguments())) request.arguments.push_back(kfnp_ToNative(argument));
   const auto environment = GetEnvironment();
   request.check = [&environment] { environment->CheckCancelled(); };
   ConsoleText text;

@@ -28,8 +28,8 @@ struct SlurmSetup {
 int RunOnSlurm(const std::vector<CommandLine>& lines, const ExecutorRun& run, const SlurmSetup& setup);
 
 /// One task of an array, told which by the environment variable SLURM_ARRAY_TASK_ID: its lines, one after the other,
-/// except those that have a result. `jobName` is that of the run, which the directory may no longer belong to. Gives the
-/// exit status of the task.
+/// except those that have a result. `jobName` is that of the run, which the directory may no longer belong to. Gives
+/// the exit status of the task.
 int RunSlurmTask(const std::string& directory, unsigned round, const std::string& jobName);
 
 }  // namespace korven::batch

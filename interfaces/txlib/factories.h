@@ -37,7 +37,7 @@ class ModelFormatPart {
  public:
   virtual std::wstring ToString() const;  ///< the class's type name
   virtual void Hook() {}
-  virtual std::wstring GetFileFilter() const;  ///< "NAME (*EXTENSION)"
+  virtual std::wstring GetFileFilter() const;     ///< "NAME (*EXTENSION)"
   virtual std::wstring GetExtension() const = 0;  ///< ".tsmx"
   virtual bool SupportsOpen() const;
   /// False for what can't be read, too.

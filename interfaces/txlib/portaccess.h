@@ -1,11 +1,10 @@
 #pragma once
 
+#include <boost/pointer_cast.hpp>
+#include <boost/shared_ptr.hpp>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
-
-#include <boost/pointer_cast.hpp>
-#include <boost/shared_ptr.hpp>
 
 #include "txlib/basicdata.h"
 #include "txlib/operator.h"
