@@ -10,6 +10,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -21,11 +23,14 @@ namespace {
 
 constexpr const char* kPrefix = ".tessera-";
 
-std::string NameOf(pid_t process, unsigned number) {
-  return kPrefix + std::to_string(process) + "-" + std::to_string(number) + ".tmp";
+constexpr const char* kFile = ".tmp";
+constexpr const char* kFolder = ".dir";
+
+std::string NameOf(pid_t process, unsigned number, const std::string& kind) {
+  return kPrefix + std::to_string(process) + "-" + std::to_string(number) + kind;
 }
 
-/// The files of this process. A file is made, renamed and removed under the mutex, so that whoever holds it
+/// The files and folders of this process. One is made, renamed and removed under the mutex, so that whoever holds it
 /// knows of all there are.
 struct Registry {
   std::mutex mutex;
@@ -44,17 +49,22 @@ Registry& TheRegistry() {
 pid_t ProcessIn(const std::string& name) {
   int process = 0;
   unsigned number = 0;
-  if (std::sscanf(name.c_str(), ".tessera-%9d-%9u.tmp", &process, &number) != 2) return 0;
-  return process > 0 && name == NameOf(process, number) ? process : 0;
+  if (std::sscanf(name.c_str(), ".tessera-%9d-%9u", &process, &number) != 2 || process <= 0) return 0;
+  return name == NameOf(process, number, kFile) || name == NameOf(process, number, kFolder) ? process : 0;
 }
 
-/// A process of that number may run on another machine that shares the folder: its file is locked.
+/// A process of that number may run on another machine that shares the folder: what it makes is locked.
 bool IsLocked(int folder, const std::string& name) {
   constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   int number = ::openat(folder, name.c_str(), kFlags | O_RDWR);
   if (number < 0) number = ::openat(folder, name.c_str(), kFlags | O_RDONLY);
   const FileDescriptor file(number);
   return !file.IsOpen() || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0;
+}
+
+void RemoveTree(const std::string& path) {
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
 }
 
 void RemoveStale(const std::string& folder) {
@@ -65,16 +75,56 @@ void RemoveStale(const std::string& folder) {
     const std::string name = entry->d_name;
     const pid_t process = ProcessIn(name);
     if (process == 0 || ::kill(process, 0) == 0 || errno != ESRCH) continue;
-    if (!IsLocked(number, name)) ::unlinkat(number, name.c_str(), 0);
+    if (IsLocked(number, name) || ::unlinkat(number, name.c_str(), 0) == 0 || errno != EISDIR) continue;
+    RemoveTree(folder + name);
   }
+}
+
+/// A name of this process in the folder, for `make` to make; it gives a descriptor, and errno where that is none. What
+/// processes left there that are gone is taken away first, once.
+FileDescriptor MakeLocked(const std::string& folder, const char* kind, std::string& path,
+                          const std::function<int(const std::string&)>& make) {
+  Registry& registry = TheRegistry();
+  bool isNewFolder = false;
+  {
+    const std::lock_guard lock(registry.mutex);
+    isNewFolder = registry.cleanFolders.insert(folder).second;
+  }
+  if (isNewFolder) RemoveStale(folder);
+  const std::lock_guard lock(registry.mutex);
+  for (;;) {
+    const std::string name = folder + NameOf(::getpid(), registry.counter++, kind);
+    const int made = make(name);
+    // A name that is taken is what a killed process of the same number left.
+    if (made < 0 && errno == EEXIST) continue;
+    if (made < 0) return FileDescriptor(made);
+    ::flock(made, LOCK_EX | LOCK_NB);
+    registry.paths.insert(name);
+    path = name;
+    return FileDescriptor(made);
+  }
+}
+
+int MakeFolder(const std::string& path) {
+  if (::mkdir(path.c_str(), 0777) != 0) return -1;
+  const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder >= 0) return folder;
+  const int failure = errno;
+  ::rmdir(path.c_str());
+  // A name can't be taken any more, and is not to be tried again.
+  errno = failure == EEXIST ? EIO : failure;
+  return -1;
 }
 
 }  // namespace
 
-UnfinishedFile::UnfinishedFile(const std::string& folder, mode_t mode) : file_(Make(folder, mode)) {}
+UnfinishedFile::UnfinishedFile(const std::string& folder, mode_t mode)
+    : file_(MakeLocked(folder, kFile, path_, [mode](const std::string& path) {
+        return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+      })) {}
 
 UnfinishedFile::~UnfinishedFile() {
-  if (!made_) return;
+  if (path_.empty()) return;
   Registry& registry = TheRegistry();
   const std::lock_guard lock(registry.mutex);
   ::unlink(path_.c_str());
@@ -86,30 +136,18 @@ int UnfinishedFile::RenameTo(const std::string& path) {
   const std::lock_guard lock(registry.mutex);
   if (::rename(path_.c_str(), path.c_str()) != 0) return errno;
   registry.paths.erase(path_);
-  made_ = false;
+  path_.clear();
   return 0;
 }
 
-int UnfinishedFile::Make(const std::string& folder, mode_t mode) {
+UnfinishedFolder::UnfinishedFolder(const std::string& folder) : lock_(MakeLocked(folder, kFolder, path_, MakeFolder)) {}
+
+UnfinishedFolder::~UnfinishedFolder() {
+  if (path_.empty()) return;
   Registry& registry = TheRegistry();
-  bool isNewFolder = false;
-  {
-    const std::lock_guard lock(registry.mutex);
-    isNewFolder = registry.cleanFolders.insert(folder).second;
-  }
-  if (isNewFolder) RemoveStale(folder);
   const std::lock_guard lock(registry.mutex);
-  for (;;) {
-    path_ = folder + NameOf(::getpid(), registry.counter++);
-    const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    // A name that is taken is what a killed process of the same number left.
-    if (file < 0 && errno == EEXIST) continue;
-    made_ = file >= 0;
-    if (!made_) return file;
-    ::flock(file, LOCK_EX | LOCK_NB);
-    registry.paths.insert(path_);
-    return file;
-  }
+  RemoveTree(path_);
+  registry.paths.erase(path_);
 }
 
 namespace kfio {
@@ -122,7 +160,7 @@ void AbandonWrites() {
   for (int i = 0; i < kTries && !(isHeld = registry.mutex.try_lock()); ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   if (!isHeld) return;
-  for (const std::string& path : registry.paths) ::unlink(path.c_str());
+  for (const std::string& path : registry.paths) RemoveTree(path);
   // The mutex stays locked: nothing is made or renamed any more.
 }
 

@@ -350,9 +350,11 @@ TEST(WriteFile, TakesAwayWhatDeadProcessesLeft) {
   folder.Make(head + "-17.tmp", "half");
   fs::permissions(folder / (head + "-17.tmp"), fs::perms::owner_read);
   const std::vector<std::string> kept = {".tessera-" + std::to_string(::getppid()) + "-0.tmp",  // it is alive
-                                         head + "-locked.tmp", head + "-0.tmp.txt", head + "-00.tmp",
+                                         head + "-locked.tmp", head + "-0.tmp.txt", head + "-00.tmp", head + "-0.dirs",
                                          ".tessera-0-0.tmp"};
   for (const auto& name : kept) folder.Make(name, "half");
+  fs::create_directories(folder / (head + "-18.dir") / "part");
+  folder.Make(head + "-18.dir/part/file", "half");
   // Of a process on another machine that shares the folder.
   folder.Make(head + "-3.tmp", "half");
   const int locked = ::open((folder / (head + "-3.tmp")).c_str(), O_RDWR);
@@ -361,6 +363,7 @@ TEST(WriteFile, TakesAwayWhatDeadProcessesLeft) {
   ::close(locked);
   EXPECT_FALSE(fs::exists(folder / (head + "-0.tmp")));
   EXPECT_FALSE(fs::exists(folder / (head + "-17.tmp")));
+  EXPECT_FALSE(fs::exists(folder / (head + "-18.dir")));
   EXPECT_TRUE(fs::exists(folder / (head + "-3.tmp")));
   for (const auto& name : kept) EXPECT_TRUE(fs::exists(folder / name)) << name;
   EXPECT_EQ(folder.EntryCount(), kept.size() + 2);

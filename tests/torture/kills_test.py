@@ -1,6 +1,7 @@
 """Runs that are killed at any moment leave files whole, locks free, no process, and nothing for ever."""
 import json
 import os
+import signal
 import time
 import unittest
 
@@ -91,6 +92,38 @@ class KillsTest(TortureTest):
                 self.assert_clean_after_the_next_start(*words)
 
         self.repeat(25, once)
+        self.assert_clean_after_the_next_start(*words)
+
+    def test_rasters(self):
+        """Killed runs leave the old raster or the new one, whole, and what they left goes; ended ones leave nothing."""
+        with open(self.folder / "scene.pgm", "wb") as scene:
+            scene.write(b"P5 3000 3000 255\n" + bytes(range(250)) * 36_000)
+        target = self.target / "scene.tif"
+        model = self.write("raster.tsmx", {"operators": [
+            {"id": "write", "operator": "VANTIX.RasterFileOutput",
+             "values": {"Filename": str(target), "RasterIn": str(self.folder / "scene.pgm")}}]})
+        words = ("run", model, "--quiet")
+        longest = self.duration(*words) * 1.2
+        whole = target.read_bytes()
+        self.assertGreater(len(whole), 9_000_000)
+
+        def once(dice):
+            old = dice.choice([b"old", None])
+            target.unlink(missing_ok=True)
+            if old:
+                target.write_bytes(old)
+            run = self.start(*words)
+            time.sleep(dice.random() * longest)
+            is_killed = dice.random() < 0.7
+            run.send_signal(signal.SIGKILL if is_killed else signal.SIGTERM)
+            run.wait(timeout=20)
+            self.assertIn(target.read_bytes() if target.exists() else None, (old, whole))
+            if not is_killed:
+                self.assertEqual([name for name in self.leftovers(self.target) if f"-{run.pid}-" in name], [])
+            if dice.random() < 0.3:
+                self.assert_clean_after_the_next_start(*words)
+
+        self.repeat(20, once, seconds=8)
         self.assert_clean_after_the_next_start(*words)
 
     def test_locks(self):

@@ -1,15 +1,13 @@
 #include <cpl_string.h>
 #include <gdal.h>
-#include <unistd.h>
 
-#include <atomic>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 
 #include "gdalparts.h"
-#include "kcommon/kfnp.h"
 #include "kcommon/kstr.h"
-#include "kcommon/ktxt.h"
+#include "unfinishedfile.h"
 
 namespace Tamrin::GdalModule {
 
@@ -51,41 +49,15 @@ GDALDriverH DriverByName(const std::wstring& format) {
              (nearest.empty() ? std::wstring(L".") : L"; the nearest is \"" + nearest + L"\"."));
 }
 
-/// A folder beside the target, which is gone when the object is: the format's files keep their names in it, by which
-/// they may name each other.
-class Workshop {
- public:
-  explicit Workshop(const fs::path& target) {
-    static std::atomic<unsigned> next{0};
-    folder_ = target.parent_path() / (".tessera-" + std::to_string(::getpid()) + "-" + std::to_string(next++) + ".dir");
-    std::error_code error;
-    fs::remove_all(folder_, error);  // what a killed process of the same number left
-    if (!fs::create_directory(folder_, error)) {
-      Refuse(L"CopyRaster", __LINE__,
-             L"The raster \"" + kfnp_FromNative(target.native()) + L"\" can't be written: " +
-                 kstr_FromUtf8Lossy(error.message()) + L".");
-    }
+/// The format's files keep their names in a folder beside the target, as they may name each other by them. The file of
+/// the raster's own name is moved last: whoever sees it sees the others as well.
+void Deliver(const fs::path& folder, const fs::path& target) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.path().filename() != target.filename())
+      fs::rename(entry.path(), target.parent_path() / entry.path().filename());
   }
-  ~Workshop() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-  Workshop(const Workshop&) = delete;
-  Workshop& operator=(const Workshop&) = delete;
-  const fs::path& Path() const { return folder_; }
-
-  /// The file of the raster's own name comes last: whoever sees it sees the others as well.
-  void Deliver(const fs::path& target) const {
-    for (const auto& entry : fs::directory_iterator(folder_)) {
-      if (entry.path().filename() != target.filename())
-        fs::rename(entry.path(), target.parent_path() / entry.path().filename());
-    }
-    fs::rename(folder_ / target.filename(), target);
-  }
-
- private:
-  fs::path folder_;
-};
+  fs::rename(folder / target.filename(), target);
+}
 
 struct Progress {
   const RasterCopyOptions& options;
@@ -110,7 +82,14 @@ void CopyRaster(const std::wstring& source, const std::wstring& target, const Ra
   const GDALDriverH driver = options.format.empty() ? DriverByExtension(target) : DriverByName(options.format);
   Dataset from = OpenDataset(source, messages);
   const fs::path path(NativeName(target));
-  const Workshop workshop(path);
+  const auto refuseFor = [&target](const std::string& reason) {
+    Refuse(L"CopyRaster", __LINE__,
+           L"The raster \"" + target + L"\" can't be written: " + kstr_FromUtf8Lossy(reason) + L".");
+  };
+  const std::string native = path.native();
+  const UnfinishedFolder made(native.substr(0, native.rfind('/') + 1));
+  if (!made.IsMade()) refuseFor(std::generic_category().message(errno));
+  const fs::path folder = made.GetPath();
   CPLStringList creation;
   for (const std::wstring& option : options.creationOptions) creation.AddString(kstr_ToUtf8(option).c_str());
   Progress progress{options, nullptr};
@@ -119,18 +98,17 @@ void CopyRaster(const std::wstring& source, const std::wstring& target, const Ra
     Refuse(L"CopyRaster", __LINE__,
            L"The raster \"" + target + L"\" can't be written: " + messages.Failure(L"no reason given"));
   };
-  GDALDatasetH made = GDALCreateCopy(driver, (workshop.Path() / path.filename()).c_str(), from.get(), FALSE,
-                                     creation.List(), &Progress::Tell, &progress);
-  if (!made) refuse();
+  GDALDatasetH copy = GDALCreateCopy(driver, (folder / path.filename()).c_str(), from.get(), FALSE, creation.List(),
+                                     &Progress::Tell, &progress);
+  if (!copy) refuse();
   // Closing writes what is still in memory; whether that went well is told by messages alone.
   CPLErrorReset();
-  GDALClose(made);
+  GDALClose(copy);
   if (CPLGetLastErrorType() >= CE_Failure) refuse();
   try {
-    workshop.Deliver(path);
+    Deliver(folder, path);
   } catch (const fs::filesystem_error& failure) {
-    Refuse(L"CopyRaster", __LINE__,
-           L"The raster \"" + target + L"\" can't be written: " + kstr_FromUtf8Lossy(failure.code().message()) + L".");
+    refuseFor(failure.code().message());
   }
   for (const std::wstring& text : messages.Warnings()) {
     if (options.warn) options.warn(text);
