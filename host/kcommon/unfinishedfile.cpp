@@ -18,6 +18,8 @@
 #include <thread>
 
 #include "kcommon/kfio.h"
+#include "kcommon/kfnp.h"
+#include "kcommon/unfinishedfolder.h"
 
 namespace {
 
@@ -140,9 +142,14 @@ int UnfinishedFile::RenameTo(const std::string& path) {
   return 0;
 }
 
-UnfinishedFolder::UnfinishedFolder(const std::string& folder) : lock_(MakeLocked(folder, kFolder, path_, MakeFolder)) {}
+UnfinishedFolder::UnfinishedFolder(const std::wstring& target) {
+  const std::string native = kfnp_ToNative(target);
+  lock_ = MakeLocked(native.substr(0, native.rfind('/') + 1), kFolder, path_, MakeFolder).Release();
+  if (lock_ < 0) failure_ = errno;
+}
 
 UnfinishedFolder::~UnfinishedFolder() {
+  const FileDescriptor lock(lock_);
   if (path_.empty()) return;
   Registry& registry = TheRegistry();
   const std::lock_guard lock(registry.mutex);

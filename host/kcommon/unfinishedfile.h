@@ -24,20 +24,3 @@ class UnfinishedFile {
   std::string path_;
   FileDescriptor file_;
 };
-
-/// A new folder for files that are to be moved to where it is, `.tessera-PID-N.dir`; it goes with the object, with what is
-/// in it, and as the files do where its process is killed.
-class UnfinishedFolder {
- public:
-  /// `folder` is empty or ends in a slash. errno is set where the folder is not made.
-  explicit UnfinishedFolder(const std::string& folder);
-  ~UnfinishedFolder();
-  UnfinishedFolder(const UnfinishedFolder&) = delete;
-  UnfinishedFolder& operator=(const UnfinishedFolder&) = delete;
-  bool IsMade() const { return !path_.empty(); }
-  const std::string& GetPath() const { return path_; }
-
- private:
-  std::string path_;
-  FileDescriptor lock_;
-};

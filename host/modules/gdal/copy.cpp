@@ -1,13 +1,12 @@
 #include <cpl_string.h>
 #include <gdal.h>
 
-#include <cerrno>
 #include <exception>
 #include <filesystem>
 
 #include "gdalparts.h"
 #include "kcommon/kstr.h"
-#include "unfinishedfile.h"
+#include "kcommon/unfinishedfolder.h"
 
 namespace Tamrin::GdalModule {
 
@@ -86,9 +85,8 @@ void CopyRaster(const std::wstring& source, const std::wstring& target, const Ra
     Refuse(L"CopyRaster", __LINE__,
            L"The raster \"" + target + L"\" can't be written: " + kstr_FromUtf8Lossy(reason) + L".");
   };
-  const std::string native = path.native();
-  const UnfinishedFolder made(native.substr(0, native.rfind('/') + 1));
-  if (!made.IsMade()) refuseFor(std::generic_category().message(errno));
+  const UnfinishedFolder made(target);
+  if (const int failure = made.GetFailure()) refuseFor(std::generic_category().message(failure));
   const fs::path folder = made.GetPath();
   CPLStringList creation;
   for (const std::wstring& option : options.creationOptions) creation.AddString(kstr_ToUtf8(option).c_str());
