@@ -106,6 +106,16 @@ class DocsSiteTest(unittest.TestCase):
                 self.assertIn(anchor, self.pages[self.site / file].anchors, row)
         self.assertIn({"message": "The name of the folder is empty.", "file": "docs/messages.html#files-folders-and-locks"}, rows)
 
+    def test_types_of_ports_and_conversions_lead_to_their_pages(self):
+        for page, links in (("operators/CommandLine", ("../types/Directory.html", "../types/Int.html")),
+                            ("operators/Range", ("../types/Double.html", "../types/Range.html")),
+                            ("conversions", ("types/Bool.html", "types/RangeList.html")),
+                            ("data-types", ("types/Bool.html", "types/Raster.html")),
+                            ("types/Range", ("Unsigned.html", "RangeList.html", "../operators/Range.html")),
+                            ("types/StringList", ("../operators/StringList.html", "List.html"))):
+            for link in links:
+                self.assertIn(link, self.pages[self.site / f"docs/{page}.html"].links)
+
     def test_pages_of_the_navigation_lead_everywhere(self):
         index = (ROOT / "docs/index.md").read_text(encoding="utf-8")
         for path in (ROOT / "docs").glob("*.md"):
