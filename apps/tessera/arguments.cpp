@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "commandfacts.h"
+#include "common/programfacts.h"
 #include "program.h"
 
 namespace TesseraProgram {
+
+using namespace ProgramPages;
 
 namespace {
 
@@ -77,22 +79,35 @@ void AddOthers(CLI::App& app, Arguments& a) {
   app.add_subcommand("manual", "This help as a manual page, for man");
 }
 
-template <std::size_t N>
-std::string Footer(const char* title, const FooterRow (&rows)[N]) {
-  std::string text = std::string("\n") + title + ":\n";
-  for (const FooterRow& row : rows) {
-    const std::string name = row.name;
-    text += "  " + name + std::string(name.size() < 20 ? 20 - name.size() : 1, ' ') + row.meaning + "\n";
-  }
-  return text;
+/// What stands nowhere in the command line's own description.
+ProgramFacts OwnFacts() {
+  ProgramFacts facts;
+  facts.name = "tessera";
+  facts.summary = "run dataflow models";
+  facts.text = "Runs dataflow models.";
+  facts.version = "tessera " TESSERA_VERSION;
+  facts.exitStatuses = {{"0", "Done"},
+                        {"1", "The model failed; the last line of standard error names the operator"},
+                        {"2", "The call, the document or an input is wrong; nothing has run"},
+                        {"130, 143", "Stopped by SIGINT or SIGTERM; temporary files and locks are gone"}};
+  facts.variables = {{"VANTIX_HOME", "Root of the installation; found from the engine's own place where it isn't set"},
+                     {"ARCHM", "Name of the platform, as in $VANTIX_HOME/bin/$ARCHM"},
+                     {"ComSpec", "The command shell of batch runs; the installation's own where it isn't set"},
+                     {"VANTIX_PLUGIN_PATH", "Further folders of plug-ins, separated by colons"},
+                     {"XDG_CONFIG_HOME",
+                      "The user's preferences are in tessera/preferences.json below it; ~/.config where it isn't set"},
+                     {"TESSERA_PREFERENCES",
+                      "A file of preferences that hold after the user's own; set for the processes of a batch run"}};
+  return facts;
 }
 
 void Describe(CLI::App& app, Arguments& a) {
-  app.description("Runs dataflow models.");
-  app.name("tessera");
-  app.set_version_flag("--version", "tessera " TESSERA_VERSION, "The version");
+  const ProgramFacts own = OwnFacts();
+  app.description(own.text);
+  app.name(own.name);
+  app.set_version_flag("--version", own.version, "The version");
   app.require_subcommand(1);
-  app.footer([] { return Footer("Exit status", kExitStatuses) + Footer("Environment", kVariables); });
+  app.footer([own] { return HelpEnd(own); });
   AddRun(app, a);
   AddOthers(app, a);
 }
@@ -126,19 +141,16 @@ std::vector<OptionFacts> GetFacts(const CLI::App& app) {
   return facts;
 }
 
-}  // namespace
-
 ProgramFacts GetProgramFacts() {
   CLI::App app;
   Arguments unused;
   Describe(app, unused);
-  ProgramFacts facts{app.get_description(), app.version(), GetFacts(app), {}};
+  ProgramFacts facts = OwnFacts();
+  facts.options = GetFacts(app);
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
     facts.commands.push_back({command->get_name(), command->get_description(), GetFacts(*command)});
   return facts;
 }
-
-namespace {
 
 int Misused(const std::string& text) {
   std::fprintf(stderr, "error: %s (see tessera --help)\n", text.c_str());
@@ -165,6 +177,16 @@ bool CompleteRun(const CLI::App& run, Arguments& a, int& status) {
 }
 
 }  // namespace
+
+int Completion(const Arguments& arguments) {
+  WriteOutput(CompletionFor(GetProgramFacts(), arguments.shell));
+  return kDone;
+}
+
+int Manual(const Arguments&) {
+  WriteOutput(ManualPage(GetProgramFacts()));
+  return kDone;
+}
 
 bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
   CLI::App app;

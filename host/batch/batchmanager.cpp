@@ -25,19 +25,6 @@ constexpr int kLineFailed = 1;
 constexpr int kRefused = 2;
 constexpr std::size_t kToldLines = 10;
 
-constexpr const char* kUsage =
-    "batchprocess.exe -bcf JOB -bls LIST [-simul N] [-logfile LOG] [--retries K] [--resume]\n"
-    "Runs the job's command for each line of the list.\n\n"
-    "  -bcf JOB       job description: {\"command\": [WORD, ...], \"input\": COLUMN, \"output\": COLUMN}\n"
-    "  -bls LIST      a line with the names of the columns, then one line a run; values separated by tabs\n"
-    "  -simul N       lines at a time (1)\n"
-    "  -logfile LOG   what each line wrote, and how it ended\n"
-    "  --retries K    runs a line that failed again, up to K times (0)\n"
-    "  --resume       passes over lines whose output is whole and newer than their input\n\n"
-    "Exit status: 0 each line succeeded; 1 a line failed; 2 the call, the job or the list is wrong;\n"
-    "129, 130, 143 stopped by a signal.\n\n"
-    "The preference batch/executor says where the lines run: \"local\", on this machine, or \"slurm\".\n";
-
 void Tell(const std::string& text) { std::fprintf(stderr, "batchprocess: %s\n", text.c_str()); }
 
 /// Backslashes are separators where no file has the name as it stands.
@@ -245,10 +232,6 @@ int RunBatch(const BatchOptions& options) {
 }
 
 int BatchMain(const std::vector<std::string>& words) {
-  if (std::find(words.begin(), words.end(), "--help") != words.end()) {
-    std::fputs(kUsage, stdout);
-    return 0;
-  }
   try {
     // Of the tasks that the manager itself has started on a cluster.
     if (words.size() == 4 && words[0] == "--task")

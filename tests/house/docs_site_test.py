@@ -89,8 +89,39 @@ class DocsSiteTest(unittest.TestCase):
         for row in rows:
             self.assertIn(self.site / row["file"], self.pages)
         self.assertTrue(any(row["title"] == "Sort Items" and "sort" in row["text"] for row in rows))
-        messages = next(row["text"] for row in rows if row["file"] == "docs/messages.html")
-        self.assertIn("Could not find unique data type in the factory.", messages)
+        messages = next(row["text"] for row in rows if row["file"] == "docs/message-index.html")
+        self.assertIn("Could not find unique data type in the factory.", messages)  # an operator's
+        self.assertIn("The name of the folder is empty.", messages)  # one of several in a cell
+        order = [messages.index(f'"{words}') for words in ("found a cycle of", "Invalid color Path.", "The file name is empty.")]
+        self.assertEqual(order, sorted(order))
+
+    def test_the_search_knows_all_messages(self):
+        text = (self.site / "messages.js").read_text(encoding="utf-8")
+        rows = json.loads(text.removeprefix("const messages = ").rstrip().removesuffix(";"))
+        self.assertGreater(len(rows), 400)
+        for row in rows:
+            file, _, anchor = row["file"].partition("#")
+            self.assertIn(self.site / file, self.pages, row)
+            if anchor:
+                self.assertIn(anchor, self.pages[self.site / file].anchors, row)
+        self.assertIn({"message": "The name of the folder is empty.", "file": "docs/messages.html#files-folders-and-locks"}, rows)
+
+    def test_types_of_ports_and_conversions_lead_to_their_pages(self):
+        for page, links in (("operators/CommandLine", ("../types/Directory.html", "../types/Int.html")),
+                            ("operators/Range", ("../types/Double.html", "../types/Range.html")),
+                            ("conversions", ("types/Bool.html", "types/RangeList.html")),
+                            ("data-types", ("types/Bool.html", "types/Raster.html")),
+                            ("types/Range", ("Unsigned.html", "RangeList.html", "../operators/Range.html")),
+                            ("types/StringList", ("../operators/StringList.html", "List.html"))):
+            for link in links:
+                self.assertIn(link, self.pages[self.site / f"docs/{page}.html"].links)
+
+    def test_pages_of_the_navigation_lead_everywhere(self):
+        index = (ROOT / "docs/index.md").read_text(encoding="utf-8")
+        for path in (ROOT / "docs").glob("*.md"):
+            # Two are written by scripts, and not always there.
+            if path.name not in ("index.md", "performance.md", "coverage.md"):
+                self.assertIn(f"({path.name})", index)
 
     def test_a_folder_with_other_files_is_left_alone(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -24,6 +24,12 @@ DURATIONS = {"ports": [{"name": "Text", "alias": "text.String"}, {"name": "Secon
              "connections": [{"from": "from.Output", "to": "text.Data"}, {"from": "from.Output", "to": "back.Input"}]}
 
 
+USER_FILES = [*(f"share/man/man1/{program}.1" for program in ("tessera", "batchprocess.exe", "comspec")),
+              *(place for program in ("tessera", "batchprocess.exe") for place in (
+                  f"share/bash-completion/completions/{program}", f"share/zsh/vendor-completions/_{program}",
+                  f"share/fish/vendor_completions.d/{program}.fish"))]
+
+
 def call(*words, environment=None, text=None, status=0):
     done = subprocess.run([str(word) for word in words], capture_output=True, text=True, input=text, timeout=300,
                           env={**ENVIRONMENT, **(environment or {})})
@@ -108,8 +114,7 @@ class InstallationTest(unittest.TestCase):
         prefix = self.folder / "system"
         call("cmake", "--install", BUILD, "--prefix", prefix / "lib" / "tessera")
         self.assertRegex(call(prefix / "bin/tessera", "--version"), r"^tessera \d")
-        for name in ("share/man/man1/tessera.1", "share/bash-completion/completions/tessera",
-                     "share/zsh/vendor-completions/_tessera", "share/fish/vendor_completions.d/tessera.fish"):
+        for name in USER_FILES:
             self.assertGreater((prefix / name).stat().st_size, 500, name)
             self.assertFalse(os.path.isabs(os.readlink(prefix / name)), name)
         self.assertTrue((prefix / "lib/cmake/Tessera/TesseraConfig.cmake").is_file())
@@ -136,6 +141,8 @@ class PackagesTest(unittest.TestCase):
             for package in packages:
                 call("dpkg-deb", "-x", package, root)
             self.assertRegex(call(root / "usr/bin/tessera", "--version"), r"^tessera \d")
+            for name in USER_FILES:
+                self.assertTrue((root / "usr" / name).is_file(), name)
             self.assertIn("Report", call(root / "usr/bin/tessera", "list", "operators"))
             self.assertTrue((root / "usr/lib/cmake/Tessera/TesseraConfig.cmake").is_file())
             self.assertTrue((root / "usr/lib/tessera/include/txlib/operator.h").is_file())

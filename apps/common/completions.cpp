@@ -1,7 +1,8 @@
-#include "commandfacts.h"
-#include "program.h"
+#include <algorithm>
 
-namespace TesseraProgram {
+#include "programfacts.h"
+
+namespace ProgramPages {
 
 namespace {
 
@@ -12,7 +13,8 @@ ValueKind KindOf(const OptionFacts& option) {
   if (option.value == "MODEL") return ValueKind::Model;
   if (option.value == "OPERATOR") return ValueKind::Operator;
   if (option.value == "FOLDER") return ValueKind::Folder;
-  if (option.value == "FILE" || option.value == "[FILE]" || option.value == "OUTPUT") return ValueKind::File;
+  for (const char* name : {"FILE", "[FILE]", "OUTPUT", "JOB", "LIST", "LOG"})
+    if (option.value == name) return ValueKind::File;
   return ValueKind::Free;
 }
 
@@ -41,68 +43,85 @@ std::vector<std::string> OptionNames(const std::vector<OptionFacts>& options) {
   return names;
 }
 
+/// The shell function of a program's completion.
+std::string FunctionName(const ProgramFacts& program) {
+  std::string name = "_" + program.name;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+}
+
+std::string Head(const ProgramFacts& program, const char* shell) {
+  const char* const call = program.commands.empty() ? " --completion " : " completion ";
+  return "# Completion of " + program.name + " for " + shell + ", made by: " + program.name + call + shell + "\n\n";
+}
+
 // bash
 
-std::string BashReply(const OptionFacts& option) {
+std::string BashReply(const OptionFacts& option, const std::string& function) {
   switch (KindOf(option)) {
     case ValueKind::Choice:
       return "words='" + Join(option.choices, " ") + "'";
     case ValueKind::Operator:
       return "words=$(\"${COMP_WORDS[0]}\" list operators 2>/dev/null)";
     case ValueKind::File:
-      return "_tessera_files -f; return";
+      return function + "_files -f; return";
     case ValueKind::Folder:
-      return "_tessera_files -d; return";
+      return function + "_files -d; return";
     case ValueKind::Model:
-      return "_tessera_files -f -X '!*.tsm[xc]'; _tessera_files -d; return";
+      return function + "_files -f -X '!*.tsm[xc]'; " + function + "_files -d; return";
     case ValueKind::Free:
       return "return";
   }
   return "return";
 }
 
-std::string BashCommand(const CommandFacts& command) {
-  std::string options, values, places;
+/// What offers words behind those that stand in the line already.
+std::string BashWords(const std::vector<OptionFacts>& options, const std::string& function, const std::string& indent) {
+  std::vector<std::string> valued;
+  std::string values, places;
   unsigned place = 0;
-  for (const OptionFacts& option : command.options) {
+  for (const OptionFacts& option : options) {
     if (option.isPositional) {
       const std::string number = option.isRepeatable ? "*" : std::to_string(++place);
-      places += "        " + number + ") " + BashReply(option) + " ;;\n";
+      places += indent + "  " + number + ") " + BashReply(option, function) + " ;;\n";
     } else if (!option.value.empty() && !option.isValueOptional) {
-      values += "        " + Join(option.names, "|") + ") " + BashReply(option) + " ;;\n";
+      values += indent + "  " + Join(option.names, "|") + ") " + BashReply(option, function) + " ;;\n";
+      valued.insert(valued.end(), option.names.begin(), option.names.end());
     }
   }
-  options = Join(OptionNames(command.options), " ");
-  std::string text = "    " + command.name + ")\n";
-  if (!values.empty()) {
-    text += "      valued=" +
-            Quote(" " +
-                  [&] {
-                    std::vector<std::string> names;
-                    for (const OptionFacts& option : command.options)
-                      if (!option.isPositional && !option.value.empty() && !option.isValueOptional)
-                        names.insert(names.end(), option.names.begin(), option.names.end());
-                    return Join(names, " ");
-                  }() +
-                  " ") +
-            "\n";
-    text += "      case $previous in\n" + values + "      esac\n";
-  }
-  text += "      if [[ $current == -* ]]; then\n        words=" + Quote(options) + "\n";
+  std::string text;
+  if (!values.empty())
+    text += indent + "valued=" + Quote(" " + Join(valued, " ") + " ") + "\n" + indent + "case $previous in\n" + values +
+            indent + "esac\n";
+  text +=
+      indent + "if [[ $current == -* ]]; then\n" + indent + "  words=" + Quote(Join(OptionNames(options), " ")) + "\n";
   if (!places.empty())
-    text +=
-        "      elif [[ -z $words ]]; then\n        _tessera_place\n        case $? in\n" + places + "        esac\n";
-  return text + "      fi ;;\n";
+    text += indent + "elif [[ -z $words ]]; then\n" + indent + "  " + function + "_place\n" + indent +
+            "  case $? in\n" + places + indent + "  esac\n";
+  return text + indent + "fi";
 }
 
-std::string Bash(const ProgramFacts& program) {
+std::string BashCommands(const ProgramFacts& program, const std::string& function) {
   std::vector<std::string> first;
   for (const CommandFacts& command : program.commands) first.push_back(command.name);
   const std::vector<std::string> options = OptionNames(program.options);
   first.insert(first.end(), options.begin(), options.end());
-  std::string text = R"(# Completion of tessera for bash, made by: tessera completion bash
+  std::string text = R"(  if ((COMP_CWORD == 1)); then
+    mapfile -t COMPREPLY < <(compgen -W )" +
+                     Quote(Join(first, " ")) + R"( -- "$current")
+    return
+  fi
+  case ${COMP_WORDS[1]} in
+)";
+  for (const CommandFacts& command : program.commands)
+    text += "    " + command.name + ")\n" + BashWords(command.options, function, "      ") + " ;;\n";
+  return text + "  esac\n";
+}
 
-_tessera_files() {
+std::string Bash(const ProgramFacts& program) {
+  const std::string function = FunctionName(program);
+  const char* const first = program.commands.empty() ? "1" : "2";
+  return Head(program, "bash") + function + R"(_files() {
   compopt -o filenames
   local reply
   mapfile -t reply < <(compgen "$@" -- "$current")
@@ -110,9 +129,11 @@ _tessera_files() {
 }
 
 # Returns how many words stand here that are no options, the present one included.
-_tessera_place() {
+)" + function +
+         R"(_place() {
   local i place=1
-  for ((i = 2; i < COMP_CWORD; i++)); do
+  for ((i = )" +
+         first + R"(; i < COMP_CWORD; i++)); do
     if [[ ${COMP_WORDS[i]} == -* ]]; then
       [[ $valued == *" ${COMP_WORDS[i]} "* ]] && ((i++))
     else
@@ -122,23 +143,16 @@ _tessera_place() {
   return $place
 }
 
-_tessera() {
+)" + function +
+         R"(() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} words= valued=
   COMPREPLY=()
-  if ((COMP_CWORD == 1)); then
-    mapfile -t COMPREPLY < <(compgen -W )" +
-                     Quote(Join(first, " ")) + R"( -- "$current")
-    return
-  fi
-  case ${COMP_WORDS[1]} in
-)";
-  for (const CommandFacts& command : program.commands) text += BashCommand(command);
-  return text + R"(  esac
-  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+)" + (program.commands.empty() ? BashWords(program.options, function, "  ") + "\n" : BashCommands(program, function)) +
+         R"(  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }
 
-complete -F _tessera tessera
-)";
+complete -F )" +
+         function + " " + program.name + "\n";
 }
 
 // zsh
@@ -182,19 +196,21 @@ std::string ZshOption(const OptionFacts& option) {
 }
 
 std::string Zsh(const ProgramFacts& program) {
-  std::string text =
-      "#compdef tessera\n# Completion of tessera for zsh, made by: tessera completion zsh\n\n"
-      "_tessera() {\n  local -a commands\n  commands=(\n";
+  const std::string function = FunctionName(program);
+  std::string text = "#compdef " + program.name + "\n" + Head(program, "zsh") + function + "() {\n";
+  std::string own = "_arguments";
+  for (const OptionFacts& option : program.options) own += ZshOption(option);
+  if (program.commands.empty()) return text + "  " + own + "\n}\n\n" + function + " \"$@\"\n";
+  text += "  local -a commands\n  commands=(\n";
   for (const CommandFacts& command : program.commands) text += "    " + Quote(command.name + ":" + command.text) + "\n";
-  text += "  )\n  if (( CURRENT == 2 )); then\n    _describe command commands\n    _arguments";
-  for (const OptionFacts& option : program.options) text += ZshOption(option);
-  text += "\n    return\n  fi\n  local command=$words[2]\n  shift words\n  (( CURRENT-- ))\n  case $command in\n";
+  text += "  )\n  if (( CURRENT == 2 )); then\n    _describe command commands\n    " + own +
+          "\n    return\n  fi\n  local command=$words[2]\n  shift words\n  (( CURRENT-- ))\n  case $command in\n";
   for (const CommandFacts& command : program.commands) {
     text += "    " + command.name + ")\n      _arguments";
     for (const OptionFacts& option : command.options) text += ZshOption(option);
     text += " ;;\n";
   }
-  return text + "  esac\n}\n\n_tessera \"$@\"\n";
+  return text + "  esac\n}\n\n" + function + " \"$@\"\n";
 }
 
 // fish
@@ -217,36 +233,39 @@ std::string FishValue(const OptionFacts& option) {
   return " -x";
 }
 
-std::string FishOption(const OptionFacts& option, const std::string& condition) {
-  std::string text = "complete -c tessera -n " + condition;
+/// Options with one dash and several letters have a flag of their own.
+std::string FishName(const std::string& name) {
+  if (name.starts_with("--")) return " -l " + name.substr(2);
+  return (name.size() > 2 ? " -o " : " -s ") + name.substr(1);
+}
+
+std::string FishOption(const OptionFacts& option, const std::string& begin) {
+  std::string text = begin;
   if (option.isPositional) return KindOf(option) == ValueKind::Free ? "" : text + FishValue(option) + "\n";
-  for (const std::string& name : option.names)
-    text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+  for (const std::string& name : option.names) text += FishName(name);
   if (!option.value.empty() && !option.isValueOptional) text += FishValue(option);
   return text + " -d " + QuoteForFish(option.text) + "\n";
 }
 
 std::string Fish(const ProgramFacts& program) {
-  std::string text = "# Completion of tessera for fish, made by: tessera completion fish\n\ncomplete -c tessera -f\n";
-  for (const OptionFacts& option : program.options) text += FishOption(option, "__fish_use_subcommand");
+  const std::string begin = "complete -c " + program.name;
+  const std::string first = program.commands.empty() ? begin : begin + " -n __fish_use_subcommand";
+  std::string text = Head(program, "fish") + begin + " -f\n";
+  for (const OptionFacts& option : program.options) text += FishOption(option, first);
   for (const CommandFacts& command : program.commands) {
-    text +=
-        "complete -c tessera -n __fish_use_subcommand -a " + command.name + " -d " + QuoteForFish(command.text) + "\n";
+    text += first + " -a " + command.name + " -d " + QuoteForFish(command.text) + "\n";
     for (const OptionFacts& option : command.options)
-      text += FishOption(option, "'__fish_seen_subcommand_from " + command.name + "'");
+      text += FishOption(option, begin + " -n '__fish_seen_subcommand_from " + command.name + "'");
   }
   return text;
 }
 
 }  // namespace
 
-int Completion(const Arguments& arguments) {
-  const ProgramFacts program = GetProgramFacts();
-  const std::string text = arguments.shell == "bash"  ? Bash(program)
-                           : arguments.shell == "zsh" ? Zsh(program)
-                                                      : Fish(program);
-  WriteOutput(text);
-  return kDone;
+std::string CompletionFor(const ProgramFacts& program, const std::string& shell) {
+  if (shell == "bash") return Bash(program);
+  if (shell == "zsh") return Zsh(program);
+  return shell == "fish" ? Fish(program) : std::string();
 }
 
-}  // namespace TesseraProgram
+}  // namespace ProgramPages
