@@ -149,7 +149,7 @@ UnfinishedFolder::UnfinishedFolder(const std::wstring& target) {
 }
 
 UnfinishedFolder::~UnfinishedFolder() {
-  const FileDescriptor lock(lock_);
+  const FileDescriptor held(lock_);
   if (path_.empty()) return;
   Registry& registry = TheRegistry();
   const std::lock_guard lock(registry.mutex);
