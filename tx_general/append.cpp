@@ -44,6 +44,7 @@ TablePtr JoinColorTables(const std::vector<TablePtr>& tables, std::int32_t total
 
 void SetTable(Table& joined, std::int32_t row, Table& table) {
   KerrException error(L"tx_general\\append", L"(anonymous namespace)::SetTable");
+  // One without rows as well.
   if (table.GetNumberType() != KgdaString) error.Throw(43, L"Cannot convert a non-string table to a string table.");
   auto** const to = static_cast<char**>(joined.GetRawData()) + row;
   auto** const from = static_cast<char**>(table.GetRawData());
@@ -59,10 +60,9 @@ TablePtr JoinTables(const std::vector<TablePtr>& tables, std::int32_t total) {
   const auto joined = Tamrin::TesseraBasic::CreateTable(total, type);
   std::int32_t row = 0;
   for (const auto& table : tables) {
-    if (table->GetCount() == 0) continue;
     if (type == KgdaString) {
       SetTable(*joined, row, *table);
-    } else {
+    } else if (table->GetCount() > 0) {
       const auto same = table->GetNumberType() == type ? table : Tamrin::TesseraBasic::ConvertTable(table, type);
       const std::size_t size = kgda_NumBytePerPixelFromType(type);
       std::memcpy(static_cast<char*>(joined->GetRawData()) + size * static_cast<std::size_t>(row), same->GetRawData(),

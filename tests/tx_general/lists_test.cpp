@@ -145,10 +145,10 @@ TEST(Append, Tables) {
 }
 
 TEST(Append, TextsAndNumbersDoNotJoin) {
-  for (const bool textsFirst : {true, false}) {
+  const auto texts = TextTable({"1"}), numbers = TableValue({2}), noNumbers = TableValue({});
+  for (const auto& tables : {std::vector{texts, numbers}, {numbers, texts}, {texts, noNumbers}, {noNumbers, texts}}) {
     ModelHost host;
-    const auto texts = TextTable({"1"}), numbers = TableValue({2});
-    Prepare(host, Combined("", {textsFirst ? texts : numbers, textsFirst ? numbers : texts}, nullptr));
+    Prepare(host, Combined("", tables, nullptr));
     EXPECT_FALSE(host.Run());
     EXPECT_EQ(host.Error(), L"Cannot convert a non-string table to a string table.");
     EXPECT_TRUE(host.Messages(tessera::Issue::Error).empty()) << "it is raised, and no message of the operator";
