@@ -14,9 +14,7 @@ template <typename W>
 boost::shared_ptr<typename W::ValueType> ValueThroughScalar(const DataPtr& data) {
   auto value = AsDataOf<W>(data);
   if (!value || value->HasNoValue()) value = AsDataOf<W>(AsDataOf<ScalarData>(data));
-  if (!value || value->HasNoValue()) return nullptr;
-  const Kgda_BaseDataLayer& layer = value->GetDataPointer()->GetStack().GetLayer(0);
-  return layer.rows > 0 && layer.columns > 0 ? value->GetDataPointer() : nullptr;
+  return value ? value->GetDataPointer() : nullptr;
 }
 
 /// Colours whose opacity isn't written down are opaque.
@@ -27,7 +25,12 @@ void AddOpacity(KgdaBaseDataStack& colors) {
 
 }  // namespace
 
-boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data) { return ValueThroughScalar<MatrixData>(data); }
+boost::shared_ptr<Matrix> MatrixOfValues(const DataPtr& data) {
+  const auto matrix = ValueThroughScalar<MatrixData>(data);
+  // What is no larger than a scalar stands for one, and has to have its element.
+  const bool isSmall = matrix && matrix->GetRows() < 2 && matrix->GetColumns() < 2;
+  return isSmall && matrix->GetRows() * matrix->GetColumns() == 0 ? nullptr : matrix;
+}
 boost::shared_ptr<Table> TableOfValues(const DataPtr& data) { return ValueThroughScalar<TableData>(data); }
 
 RangeListHelper::IndexList ReadIndexList(Operator& op, std::wstring_view port, std::int32_t size) {

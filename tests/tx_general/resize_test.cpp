@@ -47,6 +47,15 @@ TEST(ResizeMatrix, Rows) {
       Resize("a column too short", 3, 4, MatrixOf(2, 1, {1, 2}), nullptr,
              L"Matrix of InitialValue must contain the number of columns being added to MatrixIn and the same number "
              L"of rows as MatrixIn."),
+      Resize("no rows of values", 4, 3, MatrixOf(0, 3, {}), nullptr,
+             L"Matrix of InitialValue must contain the number of rows being added to MatrixIn and the same number of "
+             L"columns as MatrixIn."),
+      Resize("no columns of values", 3, 4, MatrixOf(3, 0, {}), nullptr,
+             L"Matrix of InitialValue must contain the number of columns being added to MatrixIn and the same number "
+             L"of rows as MatrixIn."),
+      Resize("no rows of values for both", 4, 4, MatrixOf(0, 3, {}), nullptr, both),
+      Resize("no element to take", 4, 3, MatrixOf(1, 0, {}), nullptr,
+             L"Could not convert InitialValue to Scalar or Matrix."),
       Resize("a block for both", 4, 4, MatrixOf(1, 3, {1, 2, 3}), nullptr, both),
       Resize("a block for taller and narrower", 4, 2, MatrixOf(1, 2, {1, 2}), nullptr, both),
       {"rows not given",
@@ -100,6 +109,8 @@ TEST(ResizeTable, Rows) {
       Grow("texts", TextTable({"a"}), 2, TextTable({"z"}), TextTable({"a", "z"})),
       Grow("no rows", TableValue({1}), 0, nullptr, nullptr, L"NumRows must be greater than 0."),
       Grow("too few values", TableValue({1}), 4, TableValue({1, 2}), nullptr,
+           L"Invalid number of InitialValues provided."),
+      Grow("no rows of values", TableValue({1}), 4, TableValue({}), nullptr,
            L"Invalid number of InitialValues provided."),
       Grow("numbers among colours", ColorTable({red}), 2, ScalarValue(1), nullptr,
            L"Cannot convert InitialValues to color."),

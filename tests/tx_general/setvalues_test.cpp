@@ -52,6 +52,22 @@ TEST(SetMatrixValues, Rows) {
       Set("matrix in cells", Square(), MatrixOf(2, 2, {1, 2, 3, 4}), {{0, 1}}, {{0, 1}}, nullptr,
           L"When setting values on incomplete rows and/or columns of a Matrix, the InitialValue must be a Scalar."),
   });
+  const wchar_t* const otherRows =
+      L"Matrix of Values must contain same number of columns as MatrixIn and as many rows as are specified in "
+      L"RowRangeList.";
+  ExpectRows({
+      Set("no rows of values", Square(), MatrixOf(0, 3, {}), {{0, 0}}, {}, nullptr, otherRows),
+      Set("rows without values", Square(), MatrixOf(2, 0, {}), {{0, 1}}, {}, nullptr, otherRows),
+      Set("no columns of values", Square(), MatrixOf(3, 0, {}), {}, {{0, 0}}, nullptr,
+          L"Matrix of Values must contain the same number of rows as MatrixIn and as many columns as are specified in "
+          L"ColumnRangeList."),
+      Set("no rows in cells", Square(), MatrixOf(0, 3, {}), {{0, 0}}, {{0, 0}}, nullptr,
+          L"When setting values on incomplete rows and/or columns of a Matrix, the InitialValue must be a Scalar."),
+      Set("no element to take", Square(), MatrixOf(0, 0, {}), {{0, 0}}, {}, nullptr,
+          L"Could not convert Values to Scalar or Matrix."),
+      Set("rows of nothing into rows of nothing", MatrixOf(2, 0, {}), MatrixOf(2, 0, {}), {{0, 1}}, {},
+          MatrixOf(2, 0, {})),
+  });
   Row wrong = Set("what is no value", Square(), Value(std::vector<std::wstring>{L"a"}), {{0, 0}}, {}, nullptr,
                   L"Could not convert Values to Scalar or Matrix.");
   wrong.reopens = false;
@@ -90,6 +106,10 @@ TEST(SetTableValues, Rows) {
               L"Could not determine range of rows to set values of!"),
       SetRows("no values", TableValue({1}), nullptr, {{0, 0}}, nullptr, L"No data on Values port."),
       SetRows("too many values", TableValue({1, 2}), TableValue({1, 2}), {{0, 0}}, nullptr,
+              L"Invalid number of Values provided."),
+      SetRows("no rows of values", TableValue({1, 2}), TableValue({}), {{0, 0}}, nullptr,
+              L"Invalid number of Values provided."),
+      SetRows("no rows of another sort", TableValue({1, 2}), TextTable({}), {{0, 0}}, nullptr,
               L"Invalid number of Values provided."),
       SetRows("numbers among colours", ColorTable({red}), ScalarValue(1), {{0, 0}}, nullptr,
               L"Cannot convert Values to color."),
