@@ -12,6 +12,16 @@ namespace korven::tx_general {
 
 using Tamrin::TesseraBasic::RangeListData;
 using Tamrin::TesseraBasic::RangeListHelper::IndexList;
+using Tamrin::TesseraBasic::RangeListHelper::IndicesOf;
+
+namespace {
+
+/// Without data on the port there are no indices, which the operators word themselves.
+IndexList ReadPickedList(Operator& op, std::wstring_view port, std::int32_t size) {
+  return RequirePort(op, port)->GetData() ? ReadIndexList(op, port, size) : IndexList(nullptr, 0, 0);
+}
+
+}  // namespace
 
 inline constexpr OperatorSheet kMatrixSubset{
     .name = L"MatrixSubset",
@@ -47,12 +57,14 @@ class MatrixSubset : public Described<kMatrixSubset> {
     const StackPtr stack = ReadStack(input);
     if (!stack) return;
     const Kgda_BaseDataLayer& first = stack->GetLayer(0);
-    const auto rows = ReadIndices(*this, L"RowRangeList", first.rows);
-    const auto columns = ReadIndices(*this, L"ColumnRangeList", first.columns);
-    if (rows.empty() || columns.empty()) error.Throw(__LINE__, L"Could not determine matrix subset range!");
-    const auto rowCount = boost::numeric_cast<std::int32_t>(rows.size());
-    const auto columnCount = boost::numeric_cast<std::int32_t>(columns.size());
-    const bool isOne = rowCount == 1 && columnCount == 1;
+    const auto rowList = ReadPickedList(*this, L"RowRangeList", first.rows);
+    const auto columnList = ReadPickedList(*this, L"ColumnRangeList", first.columns);
+    if (rowList.GetCount() == 0 || columnList.GetCount() == 0)
+      error.Throw(__LINE__, L"Could not determine matrix subset range!");
+    // Before the indices are listed, which takes memory.
+    const bool isOne = boost::numeric_cast<std::int32_t>(rowList.GetCount()) == 1 &&
+                       boost::numeric_cast<std::int32_t>(columnList.GetCount()) == 1;
+    const auto rows = IndicesOf(rowList), columns = IndicesOf(columnList);
     const auto kind = isOne ? KgdaBaseDataStack::KindScalar : KgdaBaseDataStack::KindMatrix;
     const auto subset = boost::make_shared<KgdaBaseDataStack>(
         kgda_BaseDataStackCreate(stack->GetLayerCount(), rows.size(), columns.size(), first.pixelType, kind, error));
@@ -119,7 +131,7 @@ class TableSubset : public Described<kTableSubset> {
   void OnExecute() override {
     KerrException error(L"tx_general\\tablesubset", L"korven::tx_general::TableSubset::OnExecute");
     const auto table = GetPortDataAs<Table>(RequirePort(*this, L"TableIn"));
-    const auto rows = ReadIndexList(*this, L"RangeList", table->GetCount());
+    const auto rows = ReadPickedList(*this, L"RangeList", table->GetCount());
     if (rows.GetCount() == 0) SetErrorMessage(L"Could not determine table subset range!");
     const PortPtr output = RequirePort(*this, L"TableOut");
     if (rows.GetCount() == 1) {

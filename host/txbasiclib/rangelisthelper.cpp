@@ -124,14 +124,17 @@ void IndexList::GivePieces(
   if (filled > 0) work(place, piece, filled);
 }
 
-std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum,
-                                                         unsigned maximum) {
-  const IndexList list(port, minimum, maximum);
+std::vector<unsigned> IndicesOf(const IndexList& list) {
   std::vector<unsigned> indices(list.GetCount());
   list.ForPieces([&indices](std::size_t place, const unsigned* piece, std::size_t count) {
     std::copy_n(piece, count, indices.data() + place);
   });
   return indices;
+}
+
+std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum,
+                                                         unsigned maximum) {
+  return IndicesOf(IndexList(port, minimum, maximum));
 }
 
 }  // namespace Tamrin::TesseraBasic::RangeListHelper

@@ -81,7 +81,9 @@ class IndexList {
   std::size_t count_ = 0;
 };
 
-/// The same as one vector.
+/// All indices in their order.
+std::vector<unsigned> IndicesOf(const IndexList& list);
+/// The same of a port.
 std::vector<unsigned> GetRangeListFromPortAsUnsignedList(const boost::shared_ptr<tessera::Port>& port, unsigned minimum,
                                                          unsigned maximum);
 }  // namespace RangeListHelper

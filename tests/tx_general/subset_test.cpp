@@ -30,16 +30,29 @@ TEST(MatrixSubset, Rows) {
       Subset("one cell is a scalar", Square(KgdaUInt8), {{1, 1}}, {{2, 2}}, ScalarValue(6, KgdaUInt8)),
       Subset("one column stays a matrix", Square(KgdaInt16), {{0, 1}}, {{2, 2}}, MatrixOf(2, 1, {3, 6}, KgdaInt16)),
       {"no matrix, nothing", L"MatrixSubset", {}, L"MatrixOut", nullptr},
-      {"required range",
+      {"what is no range list",
        L"MatrixSubset",
-       {{L"MatrixIn", Square()}},
+       {{L"MatrixIn", Square()}, {L"RowRangeList", Value(true)}},
        L"MatrixOut",
        nullptr,
-       L"Data not found on port(RowRangeList)."},
+       L"No appropriate data found on port(RowRangeList)."},
   });
   Row none = Subset("empty list", Square(), {{0, 0}}, {}, nullptr);
-  none.error = L"Could not determine matrix subset range!";
-  ExpectRaised({none});
+  Row noRows = Subset("no list of rows", Square(), {{0, 0}}, {{0, 0}}, nullptr), noColumns = noRows;
+  noRows.inputs.erase(noRows.inputs.begin() + 1);
+  noColumns.title = "no list of columns";
+  noColumns.inputs.pop_back();
+  std::vector<Row> rows{none, noRows, noColumns};
+  for (Row& row : rows) row.error = L"Could not determine matrix subset range!";
+  ExpectRaised(rows);
+}
+
+TEST(MatrixSubset, MoreThanAMatrixCanHoldIsToldBeforeItIsListed) {
+  const Bounds all(9'000, {0, 999'999});  // as a list of indices more than this computer's memory
+  ModelHost host;
+  Prepare(host,
+          Subset("", Shared<basic::MatrixData>(basic::CreateMatrix(1'000'000, 1, KgdaUInt8)), all, {{0, 0}}, nullptr));
+  ExpectFailure(host, L"bad numeric conversion: positive overflow");
 }
 
 TEST(MatrixSubset, EveryTypeIsCopiedAsItIs) {
@@ -108,6 +121,12 @@ TEST(TableSubset, Rows) {
       TableRow("texts", TextTable({"a", "b", "c"}), {{1, 2}}, TextTable({"b", "c"})),
       TableRow("colours", ColorTable({red, blue}), {{1, 0}}, ColorTable({blue, red})),
       TableRow("empty list", TableValue({1}), {}, nullptr, L"Could not determine table subset range!"),
+      {"no list",
+       L"TableSubset",
+       {{L"TableIn", TableValue({1})}},
+       L"TableOut",
+       nullptr,
+       L"Could not determine table subset range!"},
       {"required table",
        L"TableSubset",
        {{L"RangeList", RangesValue({{0, 0}})}},
