@@ -104,7 +104,8 @@ std::vector<std::wstring> AppendHostSyntax(std::vector<std::wstring> lines, cons
 }
 
 bool IsColorItem(const KgdaBaseDataStack& item) {
-  return item.GetLayerCount() == 3 && item.GetLayer(0).pixelType == KgdaFloat64;
+  // A colour that isn't opaque has a layer more.
+  return item.IsColor() || (item.GetLayerCount() == 3 && item.GetLayer(0).pixelType == KgdaFloat64);
 }
 
 Kgda_PixelType LargestCode(const std::vector<StackPtr>& items) {

@@ -119,6 +119,14 @@ TEST(DynamicSeriesTableSource, Rows) {
   });
 }
 
+TEST(DynamicSeriesTableSource, ColoursNeedNotBeOpaque) {
+  const auto clear = Shared<basic::ScalarData>(basic::CreateColorScalar(basic::Color(0, 0.5, 1, 0.25)));
+  ModelHost host;
+  Prepare(host, SeriesRow("", 2, clear, clear, nullptr));
+  ASSERT_TRUE(host.Run());
+  EXPECT_EQ(Elements(host.Existing(L"op.Table")), (Numbers{0, 0, 0.5, 1, 1, 2}));
+}
+
 TEST(DynamicSeriesTableSource, ColumnsAreLookedAt) {
   const DataPtr pair = MatrixOf(1, 2, {1, 2}), other = MatrixOf(1, 2, {3, 4});
   ModelHost host;
