@@ -63,14 +63,19 @@ boost::shared_ptr<Table> TableIn(const DataPtr& data) {
   return table ? table->GetDataPointer() : nullptr;
 }
 
-/// A table, a list of one, or what has one as its histogram. Null where there is none.
-boost::shared_ptr<Table> FindHistogram(const DataPtr& data) {
+/// A table, or the one that what is told of a raster's band has as its histogram. Null where there is none.
+boost::shared_ptr<Table> TableOfBand(const DataPtr& data) {
+  if (!data) return nullptr;
   if (const auto table = TableIn(data)) return table;
-  if (const auto list = boost::dynamic_pointer_cast<DataListData>(data)) {
-    const bool isOne = !list->HasNoValue() && list->GetDataPointer()->size() == 1;
-    return isOne ? TableIn(list->GetDataPointer()->front()) : nullptr;
-  }
   return TableIn((*data)[L"Histogram"].AsDataOrNull());
+}
+
+/// The same in a list of one: so a raster of one band tells of it, and so documents write a dictionary for a list.
+boost::shared_ptr<Table> FindHistogram(const DataPtr& data) {
+  if (const auto table = TableOfBand(data)) return table;
+  const auto list = boost::dynamic_pointer_cast<DataListData>(data);
+  const bool isOne = list && !list->HasNoValue() && list->GetDataPointer()->size() == 1;
+  return isOne ? TableOfBand(list->GetDataPointer()->front()) : nullptr;
 }
 
 /// Without fraction. What no such integer holds becomes the nearest; not-a-number the lowest.

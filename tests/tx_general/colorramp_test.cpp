@@ -153,6 +153,7 @@ TEST(CreateColorRamp, RangesOfValues) {
 
 TEST(CreateColorRamp, HistogramsAreFound) {
   const DataPtr counts = Counts({1, 2, 3});
+  const DataPtr statistics = Dict({{L"Mean", Value(2.0)}, {L"Histogram", counts}});
   const DataPtr expected = Levels({0, 1, 2});
   const wchar_t* const invalid = L"Histogram input is invalid.";
   const auto from = [](const DataPtr& histogram) { return Ramp(3, {{L"Histogram", histogram}}); };
@@ -160,16 +161,19 @@ TEST(CreateColorRamp, HistogramsAreFound) {
       RampRow("a table", from(counts), expected),
       RampRow("a list of one table", from(List({counts})), expected),
       RampRow("a list of numbers", from(List({Value(1.0), Value(2.0), Value(3.0)})), expected),
+      RampRow("statistics", from(statistics), expected),
+      RampRow("a list of the statistics of one band", from(List({statistics})), expected),
+      RampRow("statistics of two bands", from(List({statistics, statistics})), nullptr, invalid),
+      RampRow("a list of nothing", from(List({nullptr})), nullptr, invalid),
       RampRow("two tables", from(List({counts, counts})), nullptr, invalid),
       RampRow("a list of one text list", from(List({Texts({L"a"})})), nullptr, invalid),
   });
-  Row statistics = RampRow("statistics", from(Dict({{L"Mean", Value(2.0)}, {L"Histogram", counts}})), expected);
   Row without = RampRow("statistics without it", from(Dict({{L"Mean", Value(2.0)}})), nullptr, invalid);
   Row number = RampRow("no table", from(Value(L"text")), nullptr, invalid);
   Row noValue = RampRow("no value", from(boost::make_shared<basic::TableData>()), nullptr, invalid);
   // What a port doesn't name can't be written into a document as its value.
-  for (Row* row : {&statistics, &without, &number, &noValue}) row->reopens = false;
-  ExpectRows({statistics, without, number, noValue});
+  for (Row* row : {&without, &number, &noValue}) row->reopens = false;
+  ExpectRows({without, number, noValue});
 }
 
 TEST(CreateColorRamp, EqualArea) {
