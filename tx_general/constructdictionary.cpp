@@ -4,6 +4,7 @@
 #include "itemports.h"
 #include "txbasiclib/requests.h"
 #include "txlib/dataref.h"
+#include "txlib/jsonvalue.h"
 
 namespace korven::tx_general {
 
@@ -14,6 +15,17 @@ inline constexpr OperatorSheet kConstructDictionary{
     .description = L"Make a dictionary from provided names and values, or modifies an existing dictionary.",
     .keywords = L"Metadata",
 };
+
+namespace {
+
+/// True where items can be set by name.
+bool TakesItems(const Data& data) {
+  if (dynamic_cast<const DictionaryData*>(&data)) return true;
+  const auto* json = dynamic_cast<const Tamrin::TesseraBasic::JsonData*>(&data);
+  return json && !json->HasNoValue() && json->GetDataValue().IsObject();
+}
+
+}  // namespace
 
 class ConstructDictionary : public Described<kConstructDictionary> {
  public:
@@ -37,7 +49,10 @@ class ConstructDictionary : public Described<kConstructDictionary> {
 
  protected:
   void OnExecute() override {
-    const auto given = RequirePort(*this, L"DictionaryIn")->GetData();
+    const auto& dictionaryIn = RequirePort(*this, L"DictionaryIn");
+    const auto given = dictionaryIn->GetData();
+    // The items would be lost without a word.
+    if (given && !TakesItems(*given)) RaisePortMessage(*dictionaryIn, L"No appropriate data found on port(");
     const DataPtr made = given ? given->Clone() : MakeData<DictionaryData>(Dictionary());
     const auto ports = ReadNames();
     for (unsigned number = 1; number <= names_.GetCount(); ++number) {

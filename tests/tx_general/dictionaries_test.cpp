@@ -33,6 +33,9 @@ TEST(ConstructDictionary, Rows) {
       row("the same name twice",
           {{L"Name1", Value(L"a")}, {L"Value1", Value(1)}, {L"Name2", Value(L"a")}, {L"Value2", Value(1)}}, nullptr,
           L"Duplicate names specified; names must be unique."),
+      row("a list takes no names",
+          {{L"DictionaryIn", List({Value(1)})}, {L"Name1", Value(L"a")}, {L"Value1", Value(1)}}, nullptr,
+          L"No appropriate data found on port(DictionaryIn)."),
       row("a name is required", {{L"Value1", Value(1)}}, nullptr, L"Data not found on port(Name1)."),
   });
 }
