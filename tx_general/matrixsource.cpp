@@ -323,8 +323,13 @@ class DynamicListMatrixSource : public Described<kDynamicListMatrixSource, Norma
   void OnExecute() override {
     const auto rows = ReadPortOr<unsigned>(*this, L"RowCount", 0);
     const auto columns = ReadPortOr<unsigned>(*this, L"ColumnCount", 0);
-    const auto matrix = Tamrin::TesseraBasic::CreateMatrixFromScalars(
-        static_cast<std::int32_t>(rows), static_cast<std::int32_t>(columns), GatherListItems(*this, ListItemCount_));
+    const auto scalars = GatherListItems(*this, ListItemCount_);
+    KerrException error(kMatrixSourceUnit, L"korven::tx_general::DynamicListMatrixSource::OnExecute");
+    // The check of the size alone is wanted: no layers are made.
+    kgda_BaseDataStackCreate(0, rows, columns, KgdaBit, KgdaBaseDataStack::KindMatrix, error);
+    error.Check(__LINE__);
+    const auto matrix = Tamrin::TesseraBasic::CreateMatrixFromScalars(static_cast<std::int32_t>(rows),
+                                                                      static_cast<std::int32_t>(columns), scalars);
     NormalizeAndSetOutput(BaseDataStackUtils::GetBaseDataStackFromMatrix(matrix));
   }
 

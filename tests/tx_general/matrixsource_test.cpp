@@ -236,6 +236,11 @@ TEST_F(ListMatrix, CountsHaveToAgree) {
   EXPECT_THROW(host_.GetModel()->Execute(), std::invalid_argument);
 }
 
+TEST_F(ListMatrix, SizesThatCantBeAreRefused) {
+  Prepare(4294967295u, 4294967295u, {ScalarValue(1)});
+  ExpectFailure(host_, L"Found 4294967295 rows, expected at most 2147483647.");
+}
+
 TEST_F(ListMatrix, ListsHoldScalarsOnly) {
   Prepare(1, 1, {List({List({})})});
   ExpectFailure(host_, L"Non-scalar data found on list.");
@@ -313,6 +318,17 @@ TEST(DynamicSeriesMatrixSource, ColoursStepChannelByChannel) {
   ASSERT_TRUE(host.Run());
   EXPECT_EQ(Elements(host.Existing(L"op.Matrix")),
             (Numbers{0, 0.25, 0.5, 0, 0.25, 0.5, 0.5, 0.5, 0.5, 0.75, 0.75, 0.75, 1, 1, 1, 0.5, 0.5, 0.5}));
+}
+
+TEST(DynamicSeriesMatrixSource, ColoursNeedNotBeOpaque) {
+  const auto clear = Shared<basic::ScalarData>(basic::CreateColorScalar(basic::Color(0, 0.5, 1, 0.25)));
+  ModelHost host;
+  Row row = SeriesRow("", clear, ColorScalar(0.25, 0, 0), clear, nullptr);
+  row.inputs[0].second = Value(1u);
+  row.inputs[1].second = Value(2u);
+  Prepare(host, row);
+  ASSERT_TRUE(host.Run());
+  EXPECT_EQ(Elements(host.Existing(L"op.Matrix")), (Numbers{0, 0.25, 0.5, 0.5, 1, 1}));
 }
 
 TEST(DynamicSeriesMatrixSource, ItemsOfSeveralLayersDontFit) {
