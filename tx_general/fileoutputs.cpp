@@ -53,7 +53,7 @@ class MatrixToMTXFile : public Described<kMatrixToMTXFile> {
 
  protected:
   void OnExecute() override {
-    KerrException error(L"tx_general\\matrixtomtxfile", L"korven::tx_general::MatrixToMTXFile::OnExecute");
+    KerrException error(L"tx_general\\matrixtofile", L"korven::tx_general::MatrixToMTXFile::OnExecute");
     StackPtr stack = ReadStack(RequirePort(*this, L"MatrixIn"));
     if (!stack) return;
     if (stack->GetKind() != KgdaBaseDataStack::KindMatrix) {
@@ -131,7 +131,7 @@ class TableToTBLFile : public Described<kTableToTBLFile> {
 
  protected:
   void OnExecute() override {
-    KerrException error(L"tx_general\\tabletotblfile", L"korven::tx_general::TableToTBLFile::OnExecute");
+    KerrException error(L"tx_general\\tabletofile", L"korven::tx_general::TableToTBLFile::OnExecute");
     auto table = GetPortDataAs<Table>(RequirePort(*this, L"TableIn"));
     ConvertPlain(table, table->IsColorTable(), ReadPortOr<SimpleDataTypeCode>(*this, L"TableType", {}), error,
                  L"Incompatible TableType.", &Tamrin::TesseraBasic::ConvertToColorTable,
