@@ -172,6 +172,7 @@ TEST(IsEqual, Rows) {
       failing("second", Value(1), nullptr, L"No data on port."),
       failing("no conversion", Value(1), RangeValue(1, 2), L"Could not convert inputs to the same data type."),
       failing("no JSON", password(L"a"), password(L"a"), L"Input1 could not be serialized."),
+      failing("no JSON of the second", List({Value(1)}), List({password(L"a")}), L"Input2 could not be serialized."),
   });
 }
 

@@ -139,4 +139,60 @@ TEST(StackSheets, AreAsInTheCatalogue) {
   }
 }
 
+TEST(StackSheets, DescriptionsAreAsInTheCatalogue) {
+  const std::vector<std::pair<const wchar_t*, const wchar_t*>> sheets = {
+      {L"CustomMatrixInput",
+       L"Create a new matrix. Saved matrices and matrices from Kernel Library files can be loaded to create the custom "
+       L"matrix, but the resulting matrix can be modified and is saved in the tessera model file."},
+      {L"MatrixFileInput",
+       L"Loads a matrix saved to a file (for instance, one created using the Matrix File Output operator)."},
+      {L"KernelMatrixInput", L"Kernel Matrix Input returns a matrix read from a kernel library."},
+      {L"DynamicMatrixInputList",
+       L"Return a Matrix with RowCount rows by ColumnCount columns containing the scalar values from ListItem in the "
+       L"order listed across successive rows."},
+      {L"DynamicMatrixInputSeries",
+       L"Return a Matrix having RowCount rows and ColumnCount columns. The first element of the returned Matrix "
+       L"contains InitialValue. Each successive column in the matrix is incremented by ColumnIncrement, and each "
+       L"successive row by RowIncrement."},
+      {L"MatrixFileOutput",
+       L"Saves MatrixIn to a text file. Such files can be loaded using the Matrix File Input operator."},
+      {L"ScalarInput", L"Creates a scalar."},
+      {L"ScalarFileInput",
+       L"Loads a scalar saved to an ASCII text file (for instance, one created using the Scalar File Output "
+       L"operator)."},
+      {L"ScalarFileOutput",
+       L"Saves a scalar to an ASCII text file. Such files can be loaded using the Scalar File Input operator."},
+      {L"CustomTableInput",
+       L"Create a table from scratch. Raster attributes, vector attributes, or saved tables can be loaded to create "
+       L"the custom table, but the resulting table can be modified and is saved in the tessera model file."},
+      {L"TableFileInput", L"Load a table from a text file."},
+      {L"DynamicTableInputList",
+       L"Create a Table containing the scalar arguments input in the order listed. If Count is present, the number of "
+       L"subsequent arguments must equal Count."},
+      {L"DynamicTableInputSeries",
+       L"Create a table containing Count elements. The first element of the returned table contains the Initial Value. "
+       L"Each successive element in the Table contains its predecessor + Increment."},
+      {L"TableFileOutput",
+       L"Saves TableIn to a text file. Such files can be loaded using the Table File Input operator."},
+      {L"MatrixSubset",
+       L"Return a subset of MatrixIn as defined by the RowRangleList and ColumnRangeLIst which are both RangeLists "
+       L"that specify the subset of rows and columns."},
+      {L"TableSubset", L"Output a subset of a table. TableOut is the subset of TableIn defined by RangeList."},
+      {L"SetMatrixValues", L"Set the values of specified cells in a Matrix."},
+      {L"SetTableValues", L"Set the values of specified rows in a Table."},
+      {L"ResizeMatrix", L"Adjusts the number of rows in a Matrix."},
+      {L"ResizeTable", L"Adjusts the number of rows in a Table."},
+      {L"AddBackgroundRow",
+       L"Add an extra background row to the start of a vector attribute table for compatibility between attribute "
+       L"tables read from thematic rasters and vectors."},
+      {L"RemoveBackgroundRow", L"Remove the background row from a vector attribute table."},
+      {L"ColorRampInput", L"Reads a .lut color ramp file and outputs a table."},
+      {L"CreateColorRamp", L"Creates a custom color ramp."},
+      {L"RegularExpressionSearch", L"Searches within a string for a regular expression match."},
+      {L"ZonalSummaryChange", L""},
+  };
+  ModelHost host;
+  for (const auto& [name, description] : sheets) EXPECT_STREQ(host.Add(name)->GetDefaultDescription(), description);
+}
+
 }  // namespace
