@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -84,6 +85,8 @@ std::wstring CurrentExceptionText() {
     throw;
   } catch (const KorvenLog::Exception& exception) {
     return exception.get_What();
+  } catch (const std::bad_alloc&) {
+    return L"There is not enough memory.";
   } catch (const std::exception& exception) {
     return kstr_FromUtf8Lossy(exception.what());
   } catch (...) {

@@ -1,6 +1,7 @@
 """The program as a user meets it: outputs, exit status, standard error, signals."""
 import json
 import os
+import resource
 import signal
 import subprocess
 import tempfile
@@ -105,6 +106,14 @@ class RunTest(ProgramTest):
                                   text=True, env=self.env, timeout=60)
         self.assertEqual((done.returncode, done.stderr),
                          (2, "error: standard output can't be written: No space left on device\n"))
+
+    def test_memory_that_gives_out_is_told(self):
+        path = self.write("large.tsmx", {"operators": [{"id": "o", "operator": "VANTIX.ToString",
+                                                        "values": {"Data": "x" * 40_000_000}}]})
+        most = 150_000_000
+        done = subprocess.run([PROGRAM, "run", path], capture_output=True, text=True, timeout=60, env=self.env,
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (most, most)))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", "error: There is not enough memory.\n"))
 
     def test_signals_end_the_run_within_a_second(self):
         (self.folder / "fifo").mkdir()
