@@ -42,10 +42,9 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
     SaveCopy(text, modelFile, owner, isHidden ? L"EncryptedTesseraModelFormat" : L"TesseraModelFormat");
     const auto count = ReadPort<unsigned>(*this, L"CommonInputDataCount");
     BatchInputs inputs;
-    const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(*this, L"InputData"));
-    for (const auto& [name, list] : dictionary->GetItems()) {
-      inputs.keys.push_back(name);
-      inputs.items.push_back(list->GetDataValue<DataList>());
+    for (MethodInput& input : ReadMethodInputs(*this, count)) {
+      inputs.keys.push_back(std::move(input.name));
+      inputs.items.push_back(std::move(input.items));
     }
     BatchOutputs outputs{ReadPort<std::vector<std::wstring>>(*this, L"OutputPortNames"), {}};
     outputs.items.resize(outputs.names.size());

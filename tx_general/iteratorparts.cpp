@@ -10,6 +10,7 @@ namespace korven::tx_general {
 void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName(), PortType::Output); }
 
 void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
+  if (!ownerPort_) return Operator::Apply(port, request);
   RequestPtr asked = request;
   // Not what can be converted to a list: any value can.
   if (const auto list = boost::dynamic_pointer_cast<DataListData>(ownerPort_->GetData())) {
@@ -47,6 +48,17 @@ void DeclareMethodPorts(Operator& method) {
   method.CreatePort(L"InputData", DictionaryData::DefaultTypeName(), PortType::Input);
   method.CreatePort(L"OutputPortNames", StringListData::DefaultTypeName(), PortType::Input);
   method.CreatePort(L"OutputData", DictionaryData::DefaultTypeName(), PortType::Output);
+}
+
+std::vector<MethodInput> ReadMethodInputs(Operator& method, unsigned count) {
+  std::vector<MethodInput> inputs;
+  const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(method, L"InputData"));
+  for (const auto& [name, value] : dictionary->GetItems()) {
+    const auto list = AsDataOf<DataListData>(value);
+    inputs.push_back({name, list && !list->HasNoValue() ? list->GetDataValue() : DataList{value}});
+    if (count > 0 && inputs.back().items.empty()) method.SetErrorMessage(L"Empty list on input.");
+  }
+  return inputs;
 }
 
 RequestPtr MakeTriggerRequest(unsigned index) {
