@@ -6,6 +6,7 @@
 #include "iteratormethodtable.h"
 #include "korvenlog/exception.h"
 #include "support.h"
+#include "txlib/datajson.h"
 #include "txlib/factories.h"
 #include "txlib/jsonvalue.h"
 #include "txlib/model.h"
@@ -113,20 +114,28 @@ class IteratorModel : public Described<kIterator, Model> {
   }
 
   /// The iterator as text. What is set on its own inputs is left out: the copies have their items from elsewhere, and
-  /// each would have the whole list once more.
+  /// each would have the whole list once more. What is set on a setting further out goes along: no item takes it there.
   static std::wstring SaveForCopies(const boost::shared_ptr<Model>& model) {
     std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
-    const auto inputs = model->GetInputPorts();
-    const bool hasValues = std::any_of(inputs.begin(), inputs.end(), [](const PortPtr& input) {
-      return !IsProtected(input->GetName()) && input->GetOwnData();
-    });
+    const auto& ports = model->GetPorts();
     JsonValue document;
-    if (!hasValues || !document.Deserialize(text)) return text;
-    JsonValue& ports = document[L"ports"];
-    for (unsigned i = 0; i < ports.Count(); ++i) {
-      if (!IsProtected(ports[i][L"name"].AsString())) ports[i].Remove("value");
+    if (std::none_of(ports.begin(), ports.end(), &DiffersInCopies) || !document.Deserialize(text)) return text;
+    JsonValue& saved = document[L"ports"];
+    for (unsigned i = 0; i < saved.Count(); ++i) {
+      const auto port = model->GetPort(saved[i][L"name"].AsString());
+      if (!port || !DiffersInCopies(port)) continue;
+      JsonValue value;
+      if (port->IsInput())
+        saved[i].Remove("value");
+      else if (DataToTypedJson(port->GetData(), value))
+        saved[i].Set("value", std::move(value));
     }
     return document.Serialize();
+  }
+
+  static bool DiffersInCopies(const PortPtr& port) {
+    if (port->IsInput()) return !IsProtected(port->GetName()) && port->GetOwnData();
+    return !port->IsOutput() && port->GetParentPort() && port->GetData() != port->GetOwnData();
   }
 
   /// The method, which keeps the container alive that it runs in.
