@@ -40,6 +40,11 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
                                    AsFileName(GetDisplayName()) + (isHidden ? L".tsmc" : L".tsmx");
     main->RegisterTemporaryFile(modelFile);
     SaveCopy(text, modelFile, owner, isHidden ? L"EncryptedTesseraModelFormat" : L"TesseraModelFormat");
+    for (const WithheldValue& value : FindWithheldValues(owner)) {
+      value.op->SetWarningMessage(L"The value on the port \"" + value.port->GetDisplayName() + L"\" of type " +
+                                  value.port->GetOwnData()->GetDataTypeName().ToString() +
+                                  L" has no form in JSON and can't leave its process.");
+    }
     const auto count = ReadPort<unsigned>(*this, L"CommonInputDataCount");
     BatchInputs inputs;
     for (MethodInput& input : ReadMethodInputs(*this, count)) {

@@ -70,6 +70,7 @@ class IEMInProcess : public Operator {
     const auto text = ReadPort<std::wstring>(*this, L"Model");
     std::vector<PortPtr> ownerPorts;
     for (const MethodInput& input : inputs) ownerPorts.push_back(owner.GetPort(input.name));
+    const auto withheld = FindWithheldValues(owner);
     const DataPtr mark = MakeData<BoolData>(true);
     const DocumentFolderScope folder(owner.GetDocumentFolder());
     copies_->reserve(count);
@@ -77,6 +78,7 @@ class IEMInProcess : public Operator {
       GetEnvironment()->CheckCancelled();
       const auto copy = ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat");
       copies_->push_back(copy);
+      GiveWithheldValues(withheld, *copy);
       copy->SetAttribute(kIteratorCopyAttribute, mark);
       copy->SetAttribute(L"IterationIndex", MakeData<UnsignedData>(index));
       copy->SetReportProgress(false);

@@ -73,6 +73,17 @@ inline const DataPtr& ItemOf(const DataList& items, std::size_t index) {
   return index < items.size() ? items[index] : items.front();
 }
 
+/// A value inside of a model that the model's text never holds: a password.
+struct WithheldValue {
+  std::size_t place;  ///< of its operator, among all of the model
+  boost::shared_ptr<Operator> op;
+  boost::shared_ptr<Port> port;
+};
+/// None of an operator that is no model.
+std::vector<WithheldValue> FindWithheldValues(const Operator& owner);
+/// Sets them in a copy that was opened from the model's text.
+void GiveWithheldValues(const std::vector<WithheldValue>& values, const Model& copy);
+
 /// Request number `index` for a trigger.
 RequestPtr MakeTriggerRequest(unsigned index);
 

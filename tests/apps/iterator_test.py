@@ -79,6 +79,21 @@ class PortsTest(ProgramTest):
         self.check("[1, null]", {"I": [1, None]}, [merge(Input1=9)], ports)
         self.check("[null]", {"I": None}, [merge(Input1=9)], ports)
 
+    def test_passwords_are_kept_inside_and_never_leave_the_process(self):
+        secret = {"id": "m", "operator": "VANTIX.Merge", "values": {"Input1": {"Type": "VANTIX.Password", "Value": "x"}}}
+        operators = [secret, {"id": "gone", "operator": "VANTIX.IsEmpty"}, {"id": "n", "operator": "VANTIX.Merge"}]
+        ports = [("I", "n.Input1"), ("O", "gone.IsEmpty")]
+        inner = {"id": "inner", "operator": "VANTIX.Iterator",
+                 "model": {"ports": [{"name": name, "alias": alias} for name, alias in ports], "operators": operators,
+                           "connections": [{"from": "m.Output", "to": "gone.Data"}]}}
+        plain = list(self.outputs({"I": [1, 2]}, operators, ports, [("m.Output", "gone.Data")]))
+        nested = list(self.outputs({"I": [1, 2]}, [inner], [("I", "inner.I"), ("O", "inner.O")]))
+        self.assertEqual(plain, ["O: [false, false]\n"] * 2 + ["O: [true, true]\n"])
+        self.assertEqual(nested, ["O: [[false], [false]]\n"] * 2 + ["O: [[true], [true]]\n"])
+        said = self.call("run", str(self.folder / "m.tsmx"), "--log", "log").stderr
+        self.assertEqual(said, 'warning: Merge: The value on the port "Input1" of type VANTIX.Password has no form in '
+                               "JSON and can't leave its process.\n")
+
     def test_settings_reach_every_iteration(self):
         report = {"id": "say", "operator": "VANTIX.Report",
                   "values": {"TextFilename": str(self.folder / "said"), "ToSessionLog": False}}
