@@ -95,7 +95,23 @@ class IteratorModel : public Described<kIterator, Model> {
     return mark && mark->GetDataValue<bool>();
   }
 
-  /// A list per input. Lists of one item and values that are none are common to all iterations.
+  /// True where something on the port or further out gives it its data.
+  static bool IsGiven(const PortPtr& port) {
+    for (PortPtr each = port; each; each = each->GetParentPort()) {
+      if (each->GetIncomingConnection() || each->GetOwnData()) return true;
+    }
+    return false;
+  }
+
+  /// True where the port leads to several inside, each of which may have a value of its own.
+  static bool LeadsToSeveral(const PortPtr& port) {
+    auto inner = port->GetInnerAliasedPorts();
+    while (inner.size() == 1) inner = inner.front()->GetInnerAliasedPorts();
+    return inner.size() > 1;
+  }
+
+  /// A list per input. Lists of one item and values that are none are common to all iterations, and so is what stands
+  /// inside where nothing is given.
   boost::shared_ptr<DictionaryData> CollectInputs(unsigned& count) {
     const auto inputs = MakeData<DictionaryData>({});
     std::size_t smallest = 0;
@@ -104,10 +120,14 @@ class IteratorModel : public Described<kIterator, Model> {
     for (const std::wstring& name : names) {
       if (IsProtected(name)) continue;
       const auto port = GetPort(name);
-      const auto list = GetPortDataAs<DataList>(port, true);
+      const bool isGiven = IsGiven(port);
+      const auto list = isGiven ? GetPortDataAs<DataList>(port, true) : nullptr;
       if (list && list->empty()) SetErrorMessage(L"Empty list on input.");
       if (list && list->size() > 1) smallest = smallest == 0 ? list->size() : std::min(smallest, list->size());
-      inputs->GetDataValue().SetItem(name, MakeData<DataListData>(list ? *list : DataList{port->GetData()}));
+      const auto items = list ? *list : DataList{port->GetData()};
+      // Ports inside that have values of their own keep them.
+      if (!isGiven && items.front() && LeadsToSeveral(port)) continue;
+      inputs->GetDataValue().SetItem(name, MakeData<DataListData>(items));
     }
     if (smallest > 0) count = static_cast<unsigned>(smallest);
     return inputs;

@@ -59,13 +59,21 @@ class PortsTest(ProgramTest):
         ports = [("I", "n.Input1"), ("J", "m.Input1"), ("O", "m.Output")]
         other = {"id": "n", "operator": "VANTIX.Merge"}
         self.check("[9, 9]", {"I": [1, 2]}, [other, merge(Input1=9)], ports)
-        self.check("[7, 8]", {}, [other, merge(Input1=[7, 8])], ports)
+        self.check("[[7, 8], [7, 8]]", {"I": [1, 2]}, [other, merge(Input1=[7, 8])], ports)
         self.check("[1, 1]", {"I": [1, 2], "J": 1}, [other, merge(Input1=9)], ports)
         self.check("[1, 2]", {"I": [1, 2]}, [other, merge(Input1=9)], ports, [("n.Output", "m.Input1")])
         inside = {"id": "m", "operator": "VANTIX.Model", "values": {"In": [4, 5]},
                   "model": {"ports": [{"name": "In", "alias": "m.Input1"}, {"name": "Out", "alias": "m.Output"}],
                             "operators": [merge(Input1=9)]}}
-        self.check("[4, 5]", {}, [inside], [("J", "m.In"), ("O", "m.Out")])
+        self.check("[[4, 5]]", {}, [inside], [("J", "m.In"), ("O", "m.Out")])
+
+    def test_ports_inside_keep_their_own_values(self):
+        two = {"id": "l", "operator": "VANTIX.List", "values": {"Value1": 1, "Value2": None, "Value3": [3]}}
+        ports = [("I", "n.Input1"), ("J", ["l.Value1", "l.Value2", "l.Value3"]), ("O", "l.ListOut")]
+        other = {"id": "n", "operator": "VANTIX.Merge"}
+        self.check("[[1, null, [3]], [1, null, [3]]]", {"I": [1, 2]}, [two, other], ports)
+        self.check("[[5, 5, 5], [6, 6, 6]]", {"J": [5, 6]}, [two, other], ports)
+        self.check("[[null, null, null]]", {"J": None}, [two, other], ports)
 
     def test_a_default_inside_is_a_default_outside(self):
         lock = {"id": "lock", "operator": "VANTIX.LockWhileExecuting",
