@@ -31,8 +31,7 @@ std::string BatchInputText(const BatchInputs& inputs, std::size_t index, bool ha
   for (std::size_t i = 0; i < inputs.keys.size(); ++i) {
     const DataList& items = inputs.items[i];
     JsonValue data;
-    if (!DataToTypedJson(items.size() > 1 ? items[index] : items.front(), data))
-      error.Throw(kNotJsonable, L"Data not JSONable!");
+    if (!DataToTypedJson(ItemOf(items, index), data)) error.Throw(kNotJsonable, L"Data not JSONable!");
     JsonValue entry(JsonValueType::Object);
     entry.Set("Name", JsonValue(inputs.keys[i]));
     entry.Set("Data", std::move(data));

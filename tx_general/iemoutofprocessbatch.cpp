@@ -40,12 +40,16 @@ class IEMOutOfProcessBatch : public Described<kBatchMethod> {
                                    AsFileName(GetDisplayName()) + (isHidden ? L".tsmc" : L".tsmx");
     main->RegisterTemporaryFile(modelFile);
     SaveCopy(text, modelFile, owner, isHidden ? L"EncryptedTesseraModelFormat" : L"TesseraModelFormat");
+    for (const WithheldValue& value : FindWithheldValues(owner)) {
+      value.op->SetWarningMessage(L"The value on the port \"" + value.port->GetDisplayName() + L"\" of type " +
+                                  value.port->GetOwnData()->GetDataTypeName().ToString() +
+                                  L" has no form in JSON and can't leave its process.");
+    }
     const auto count = ReadPort<unsigned>(*this, L"CommonInputDataCount");
     BatchInputs inputs;
-    const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(*this, L"InputData"));
-    for (const auto& [name, list] : dictionary->GetItems()) {
-      inputs.keys.push_back(name);
-      inputs.items.push_back(list->GetDataValue<DataList>());
+    for (MethodInput& input : ReadMethodInputs(*this, count)) {
+      inputs.keys.push_back(std::move(input.name));
+      inputs.items.push_back(std::move(input.items));
     }
     BatchOutputs outputs{ReadPort<std::vector<std::wstring>>(*this, L"OutputPortNames"), {}};
     outputs.items.resize(outputs.names.size());

@@ -6,6 +6,7 @@
 #include "iteratormethodtable.h"
 #include "korvenlog/exception.h"
 #include "support.h"
+#include "txlib/datajson.h"
 #include "txlib/factories.h"
 #include "txlib/jsonvalue.h"
 #include "txlib/model.h"
@@ -94,7 +95,23 @@ class IteratorModel : public Described<kIterator, Model> {
     return mark && mark->GetDataValue<bool>();
   }
 
-  /// A list per input. Lists of one item and values that are none are common to all iterations.
+  /// True where something on the port or further out gives it its data.
+  static bool IsGiven(const PortPtr& port) {
+    for (PortPtr each = port; each; each = each->GetParentPort()) {
+      if (each->GetIncomingConnection() || each->GetOwnData()) return true;
+    }
+    return false;
+  }
+
+  /// True where the port leads to several inside, each of which may have a value of its own.
+  static bool LeadsToSeveral(const PortPtr& port) {
+    auto inner = port->GetInnerAliasedPorts();
+    while (inner.size() == 1) inner = inner.front()->GetInnerAliasedPorts();
+    return inner.size() > 1;
+  }
+
+  /// A list per input. Lists of one item and values that are none are common to all iterations, and so is what stands
+  /// inside where nothing is given.
   boost::shared_ptr<DictionaryData> CollectInputs(unsigned& count) {
     const auto inputs = MakeData<DictionaryData>({});
     std::size_t smallest = 0;
@@ -103,30 +120,42 @@ class IteratorModel : public Described<kIterator, Model> {
     for (const std::wstring& name : names) {
       if (IsProtected(name)) continue;
       const auto port = GetPort(name);
-      const auto list = GetPortDataAs<DataList>(port, true);
+      const bool isGiven = IsGiven(port);
+      const auto list = isGiven ? GetPortDataAs<DataList>(port, true) : nullptr;
       if (list && list->empty()) SetErrorMessage(L"Empty list on input.");
       if (list && list->size() > 1) smallest = smallest == 0 ? list->size() : std::min(smallest, list->size());
-      inputs->GetDataValue().SetItem(name, MakeData<DataListData>(list ? *list : DataList{port->GetData()}));
+      const auto items = list ? *list : DataList{port->GetData()};
+      // Ports inside that have values of their own keep them.
+      if (!isGiven && items.front() && LeadsToSeveral(port)) continue;
+      inputs->GetDataValue().SetItem(name, MakeData<DataListData>(items));
     }
     if (smallest > 0) count = static_cast<unsigned>(smallest);
     return inputs;
   }
 
   /// The iterator as text. What is set on its own inputs is left out: the copies have their items from elsewhere, and
-  /// each would have the whole list once more.
+  /// each would have the whole list once more. What is set on a setting further out goes along: no item takes it there.
   static std::wstring SaveForCopies(const boost::shared_ptr<Model>& model) {
     std::wstring text = ModelFormatFactory::SaveToBuffer(model, L"TesseraModelFormat");
-    const auto inputs = model->GetInputPorts();
-    const bool hasValues = std::any_of(inputs.begin(), inputs.end(), [](const PortPtr& input) {
-      return !IsProtected(input->GetName()) && input->GetOwnData();
-    });
+    const auto& ports = model->GetPorts();
     JsonValue document;
-    if (!hasValues || !document.Deserialize(text)) return text;
-    JsonValue& ports = document[L"ports"];
-    for (unsigned i = 0; i < ports.Count(); ++i) {
-      if (!IsProtected(ports[i][L"name"].AsString())) ports[i].Remove("value");
+    if (std::none_of(ports.begin(), ports.end(), &DiffersInCopies) || !document.Deserialize(text)) return text;
+    JsonValue& saved = document[L"ports"];
+    for (unsigned i = 0; i < saved.Count(); ++i) {
+      const auto port = model->GetPort(saved[i][L"name"].AsString());
+      if (!port || !DiffersInCopies(port)) continue;
+      JsonValue value;
+      if (port->IsInput())
+        saved[i].Remove("value");
+      else if (DataToTypedJson(port->GetData(), value))
+        saved[i].Set("value", std::move(value));
     }
     return document.Serialize();
+  }
+
+  static bool DiffersInCopies(const PortPtr& port) {
+    if (port->IsInput()) return !IsProtected(port->GetName()) && port->GetOwnData();
+    return !port->IsOutput() && port->GetParentPort() && port->GetData() != port->GetOwnData();
   }
 
   /// The method, which keeps the container alive that it runs in.

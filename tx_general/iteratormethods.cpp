@@ -35,7 +35,7 @@ class IEMInProcess : public Operator {
   void OnExecute() override {
     copies_ = boost::make_shared<ModelCopies>();
     const auto count = ReadPort<unsigned>(*this, L"CommonInputDataCount");
-    const auto inputs = ReadInputs();
+    const auto inputs = ReadMethodInputs(*this, count);
     const auto parents = GetParents();
     if (parents.empty()) SetErrorMessage(L"Could not determing owning iterator.");
     const boost::shared_ptr<Operator>& owner = parents.front();
@@ -66,23 +66,11 @@ class IEMInProcess : public Operator {
   }
 
  private:
-  struct Input {
-    std::wstring name;
-    DataList items;
-    PortPtr ownerPort;
-  };
-
-  std::vector<Input> ReadInputs() {
-    std::vector<Input> inputs;
-    const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(*this, L"InputData"));
-    for (const auto& [name, list] : dictionary->GetItems())
-      inputs.push_back({name, list->GetDataValue<DataList>(), {}});
-    return inputs;
-  }
-
-  void MakeCopies(unsigned count, std::vector<Input> inputs, const Operator& owner) {
+  void MakeCopies(unsigned count, const std::vector<MethodInput>& inputs, const Operator& owner) {
     const auto text = ReadPort<std::wstring>(*this, L"Model");
-    for (Input& input : inputs) input.ownerPort = owner.GetPort(input.name);
+    std::vector<PortPtr> ownerPorts;
+    for (const MethodInput& input : inputs) ownerPorts.push_back(owner.GetPort(input.name));
+    const auto withheld = FindWithheldValues(owner);
     const DataPtr mark = MakeData<BoolData>(true);
     const DocumentFolderScope folder(owner.GetDocumentFolder());
     copies_->reserve(count);
@@ -90,14 +78,16 @@ class IEMInProcess : public Operator {
       GetEnvironment()->CheckCancelled();
       const auto copy = ModelFormatFactory::OpenFromBuffer(text, L"TesseraModelFormat");
       copies_->push_back(copy);
+      GiveWithheldValues(withheld, *copy);
       copy->SetAttribute(kIteratorCopyAttribute, mark);
       copy->SetAttribute(L"IterationIndex", MakeData<UnsignedData>(index));
       copy->SetReportProgress(false);
-      for (const Input& input : inputs) {
-        const auto chooser = boost::make_shared<StreamChooser>(input.ownerPort, index);
+      for (std::size_t i = 0; i < inputs.size(); ++i) {
+        const MethodInput& input = inputs[i];
+        const auto chooser = boost::make_shared<StreamChooser>(ownerPorts[i], index);
         chooser->Initialize();
         const auto& output = RequirePort(*chooser, L"Output");
-        output->SetData(index < input.items.size() ? input.items[index] : input.items.front());
+        output->SetData(ItemOf(input.items, index));
         copy->AddOperator(chooser);
         ConnectPort(output, RequirePort(*copy, input.name));
       }

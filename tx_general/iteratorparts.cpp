@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kcommon/kerr.h"
+#include "txbasiclib/basicvalues.h"
 #include "txbasiclib/requests.h"
 
 namespace korven::tx_general {
@@ -10,6 +11,7 @@ namespace korven::tx_general {
 void StreamChooser::DeclarePorts() { CreatePort(L"Output", Data::DefaultTypeName(), PortType::Output); }
 
 void StreamChooser::Apply(const PortPtr& port, const RequestPtr& request) {
+  if (!ownerPort_) return Operator::Apply(port, request);
   RequestPtr asked = request;
   // Not what can be converted to a list: any value can.
   if (const auto list = boost::dynamic_pointer_cast<DataListData>(ownerPort_->GetData())) {
@@ -47,6 +49,44 @@ void DeclareMethodPorts(Operator& method) {
   method.CreatePort(L"InputData", DictionaryData::DefaultTypeName(), PortType::Input);
   method.CreatePort(L"OutputPortNames", StringListData::DefaultTypeName(), PortType::Input);
   method.CreatePort(L"OutputData", DictionaryData::DefaultTypeName(), PortType::Output);
+}
+
+std::vector<MethodInput> ReadMethodInputs(Operator& method, unsigned count) {
+  std::vector<MethodInput> inputs;
+  const auto dictionary = GetPortDataAs<Dictionary>(RequirePort(method, L"InputData"));
+  for (const auto& [name, value] : dictionary->GetItems()) {
+    const auto list = AsDataOf<DataListData>(value);
+    inputs.push_back({name, list && !list->HasNoValue() ? list->GetDataValue() : DataList{value}});
+    if (count > 0 && inputs.back().items.empty()) method.SetErrorMessage(L"Empty list on input.");
+  }
+  return inputs;
+}
+
+std::vector<WithheldValue> FindWithheldValues(const Operator& owner) {
+  std::vector<WithheldValue> values;
+  const auto* const model = dynamic_cast<const Model*>(&owner);
+  if (!model) return values;
+  const auto operators = model->GetAllOperators(true);
+  for (std::size_t place = 0; place < operators.size(); ++place) {
+    for (const PortPtr& port : operators[place]->GetPorts()) {
+      if (!port->IsOutput() && boost::dynamic_pointer_cast<Tamrin::TesseraBasic::PasswordData>(port->GetOwnData()))
+        values.push_back({place, operators[place], port});
+    }
+  }
+  return values;
+}
+
+void GiveWithheldValues(const std::vector<WithheldValue>& values, const Model& copy) {
+  if (values.empty()) return;
+  const auto operators = copy.GetAllOperators(true);
+  for (const WithheldValue& value : values) {
+    // The owner of a method that stands by itself may be of another shape than the method's model.
+    if (value.place >= operators.size()) continue;
+    Operator& op = *operators[value.place];
+    const PortPtr port = op.GetPort(value.port->GetName());
+    if (port && op.GetOperatorName() == value.op->GetOperatorName() && !port->GetOwnData())
+      port->SetData(value.port->GetOwnData());
+  }
 }
 
 RequestPtr MakeTriggerRequest(unsigned index) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "support.h"
@@ -15,6 +17,7 @@ using ModelCopies = std::vector<boost::shared_ptr<Model>>;
 /// the iterator that the copy was made from.
 class StreamChooser : public Operator {
  public:
+  /// `ownerPort` is null where the owner has no input of that name.
   StreamChooser(boost::shared_ptr<Port> ownerPort, std::uint32_t index)
       : ownerPort_(std::move(ownerPort)), index_(index) {}
   const wchar_t* GetDefaultOperatorName() const override { return L"StreamChooser"; }
@@ -54,6 +57,32 @@ inline constexpr const wchar_t* kTriggerAttribute = L"TriggerToPull";
 
 /// The five ports that every execution method has.
 void DeclareMethodPorts(Operator& method);
+
+/// One input of a run: its name, and an item per iteration or items that are common to them.
+struct MethodInput {
+  std::wstring name;
+  DataList items;
+};
+
+/// What "InputData" holds, in the order of its keys. A value that is no list is one item; a list without items, from
+/// which no iteration could take one, is an error of the method where there are iterations.
+std::vector<MethodInput> ReadMethodInputs(Operator& method, unsigned count);
+
+/// The item of an iteration; the first where the list, which has one, is too short.
+inline const DataPtr& ItemOf(const DataList& items, std::size_t index) {
+  return index < items.size() ? items[index] : items.front();
+}
+
+/// A value inside of a model that the model's text never holds: a password.
+struct WithheldValue {
+  std::size_t place;  ///< of its operator, among all of the model
+  boost::shared_ptr<Operator> op;
+  boost::shared_ptr<Port> port;
+};
+/// None of an operator that is no model.
+std::vector<WithheldValue> FindWithheldValues(const Operator& owner);
+/// Sets them in a copy that was opened from the model's text.
+void GiveWithheldValues(const std::vector<WithheldValue>& values, const Model& copy);
 
 /// Request number `index` for a trigger.
 RequestPtr MakeTriggerRequest(unsigned index);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 
 #include "support.h"
@@ -25,7 +26,8 @@ class Merge : public Described<kMerge> {
   }
 
   void AddExpansionPorts() override {
-    const auto number = GetInputPorts().size() + 1;
+    const auto& ports = GetPorts();
+    const auto number = 1 + std::count_if(ports.begin(), ports.end(), [](const auto& port) { return port->IsInput(); });
     CreatePort(L"Input" + std::to_wstring(number), Data::DefaultTypeName(), PortType::Input);
   }
 

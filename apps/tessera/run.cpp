@@ -124,9 +124,7 @@ std::optional<Failure> Execute(const boost::shared_ptr<Model>& model) {
     const std::wstring name = ExecutionEnvironment::GetFailedOperator(std::current_exception());
     return Failure{name.empty() ? exception.GetOperatorDisplayName() : name, exception.get_What()};
   } catch (...) {
-    Failure failure{ExecutionEnvironment::GetFailedOperator(std::current_exception()), CurrentExceptionText()};
-    if (failure.name.empty()) failure.name = model->GetDisplayName();
-    return failure;
+    return Failure{ExecutionEnvironment::GetFailedOperator(std::current_exception()), CurrentExceptionText()};
   }
 }
 

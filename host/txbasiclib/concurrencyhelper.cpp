@@ -149,7 +149,9 @@ void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
     arenaThreads = 0;
   }
   if (!state.failure) return;
-  Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
+  // Where no operator was seen to fail, the one that runs all this is.
+  if (!state.failedOperator.empty())
+    Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
   std::rethrow_exception(std::exchange(state.failure, nullptr));
 }
 

@@ -300,6 +300,10 @@ bool DocumentModelReader::MakeAlias(const std::wstring& name, const JsonValue& a
     fault = L", which the port \"" + inner->GetParentPort()->GetName() + L"\" stands for already";
   } else if (made && (made->IsOutput() || inner->IsOutput())) {
     fault = L" beside another, but only inputs can be joined in one port";
+  } else if (const auto own = made ? nullptr : model_->GetPort(name);
+             own && own->GetInnerAliasedPorts().empty() && (own->IsOutput() || inner->IsOutput())) {
+    fault = L", but the operator \"" + model_->GetOperatorName() + L"\" has an " +
+            (own->IsOutput() ? L"output \"" : L"input \"") + name + L"\" of its own";
   }
   if (!fault.empty()) {
     reading_.faults.Error(place, L"found the port \"" + alias.AsString() + L"\"" + fault);

@@ -25,10 +25,29 @@ std::wstring Family(const std::wstring& name) {
   return name.substr(0, end);
 }
 
-std::size_t CountFamily(const Operator& op, const std::wstring& family) {
-  const auto& ports = op.GetPorts();
-  return static_cast<std::size_t>(
-      std::count_if(ports.begin(), ports.end(), [&](const auto& port) { return Family(port->GetName()) == family; }));
+constexpr std::size_t kMostDigits = 5;  ///< beyond the limit of sets
+
+/// What stands behind the family in a name; 0 where nothing does.
+int NumberOf(const std::wstring& name, const std::wstring& family) {
+  int number = 0;
+  for (const wchar_t digit : name.substr(family.size(), kMostDigits)) number = number * 10 + (digit - L'0');
+  return number;
+}
+
+struct FamilyFacts {
+  std::size_t count = 0;
+  int highest = -1;  ///< number
+};
+
+FamilyFacts LookAtFamily(const Operator& op, const std::wstring& family) {
+  FamilyFacts facts;
+  for (const auto& port : op.GetPorts()) {
+    const std::wstring& name = port->GetName();
+    if (!name.starts_with(family) || Family(name) != family) continue;
+    ++facts.count;
+    facts.highest = std::max(facts.highest, NumberOf(name, family));
+  }
+  return facts;
 }
 
 bool ParseKind(std::string_view text, PortType& kind) {
@@ -47,20 +66,35 @@ const wchar_t* KindName(PortType kind) {
   return kind == PortType::Input ? L"input" : kind == PortType::Output ? L"output" : L"setting";
 }
 
-/// Makes the port by adding sets of ports, as long as they bring ports of its family.
+/// Adds sets of ports, until one brings none.
+void Expand(DocumentReading& reading, std::size_t index, DocumentMemory& memory, int sets) {
+  const Operator& op = *reading.made.Op(index);
+  for (int set = 0; set < sets; ++set) {
+    const std::size_t before = op.GetPorts().size();
+    reading.Do([index](const DocumentCopy& copy) { copy.Op(index)->AddExpansionPorts(); });
+    if (op.GetPorts().size() == before) return;
+    ++memory.expansions;
+  }
+}
+
+/// Makes the port by adding sets of ports, as long as they bring ports of its family and its number is still to come.
 boost::shared_ptr<Port> ExpandUntil(DocumentReading& reading, std::size_t index, DocumentMemory& memory,
                                     const std::wstring& name) {
-  Operator& op = *reading.made.Op(index);
+  const Operator& op = *reading.made.Op(index);
   if (!op.IsExpandible()) return nullptr;
   const std::wstring family = Family(name);
-  if (name.size() - family.size() > 5) return nullptr;  // beyond the limit of sets
-  for (int calls = 0; calls < kMaxExpansions; ++calls) {
-    const std::size_t before = op.GetPorts().size();
-    const std::size_t ofFamily = CountFamily(op, family);
-    reading.Do([index](const DocumentCopy& copy) { copy.Op(index)->AddExpansionPorts(); });
-    if (op.GetPorts().size() != before) ++memory.expansions;
+  if (name.size() - family.size() > kMostDigits) return nullptr;
+  const int number = NumberOf(name, family);
+  FamilyFacts had = LookAtFamily(op, family);
+  for (int sets = 1, added = 0; added < kMaxExpansions; added += sets) {
+    Expand(reading, index, memory, sets);
     if (auto port = op.GetPort(name)) return port;
-    if (CountFamily(op, family) == ofFamily) return nullptr;
+    const FamilyFacts has = LookAtFamily(op, family);
+    if (has.count <= had.count || (has.highest > had.highest && has.highest > number)) return nullptr;
+    // Each set brings as many as the last: those that must be there before the port need no look.
+    sets = std::max(1, (number - has.highest) / static_cast<int>(has.count - had.count) * sets);
+    if (sets > kMaxExpansions) return nullptr;
+    had = has;
   }
   return nullptr;
 }
@@ -187,13 +221,24 @@ class NodeReader {
     if (count != 0 && !node_.op->IsExpandible())
       reading_.faults.Warn(place, L"found " + json.Serialize() + L", but the operator \"" +
                                       node_.op->GetOperatorName() + L"\" has no ports to repeat");
+    node_.memory->expansions = static_cast<int>(count);
     reading_.Guard(place, [&] {
+      if (count < 0) return RemoveExpansions(-count);
       reading_.Do([op = node_.index, count](const DocumentCopy& copy) {
         for (std::int64_t i = 0; i < count; ++i) copy.Op(op)->AddExpansionPorts();
-        for (std::int64_t i = 0; i > count; --i) copy.Op(op)->RemoveExpansionPorts();
       });
     });
-    node_.memory->expansions = static_cast<int>(count);
+  }
+
+  /// As many sets as the operator lets go; only those count.
+  void RemoveExpansions(std::int64_t count) {
+    node_.memory->expansions = 0;
+    for (std::int64_t i = 0; i < count; ++i) {
+      const std::size_t before = node_.op->GetPorts().size();
+      reading_.Do([op = node_.index](const DocumentCopy& copy) { copy.Op(op)->RemoveExpansionPorts(); });
+      if (node_.op->GetPorts().size() == before) return;
+      --node_.memory->expansions;
+    }
   }
 
   void ReadModel() {

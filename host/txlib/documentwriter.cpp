@@ -63,7 +63,7 @@ void AppendUnknown(JsonValue& json, const JsonValue& source, std::span<const std
 bool HeldValue(Port& port, const JsonValue* said, const DataPtr& applied, JsonValue& json) {
   const DataPtr own = port.GetOwnData();
   if (said && own == applied) {
-    if (!own && port.GetDefaultData()) return false;
+    if (!own && !PortState::Of(port).emptied) return false;
     // A value that is never written, such as a password, is not written here either.
     JsonValue probe;
     if (own && !DataToTypedJson(own, probe)) return false;

@@ -84,6 +84,9 @@ class PortState : public Port {
   const boost::shared_ptr<Data>& OwnOrDefault() const { return data ? data : Facts().defaultData; }
   /// Data as seen along aliases, once everything that feeds it has run.
   boost::shared_ptr<Data> ValueAlongAliases() const;
+  /// What a port of a model shows where nothing is set on it or further out: the value or default of the first port
+  /// further in that has one.
+  boost::shared_ptr<Data> ValueFurtherIn() const;
   const boost::shared_ptr<Data>& OutputData() const;
   void AnswerTo(const DataRequest& request, const boost::shared_ptr<Data>& answer);
   /// Takes a connection out of `outgoing`.
@@ -101,6 +104,7 @@ class PortState : public Port {
   const PortType type;
   bool optional = false;
   bool hidden = false;
+  bool emptied = false;  ///< said to have no default: then nothing further in shows either
 
  private:
   bool ownsFacts_ = false;

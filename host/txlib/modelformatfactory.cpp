@@ -118,9 +118,23 @@ bool LooksPlain(std::string_view text) {
 constexpr std::string_view kOtherFormatKey = "\"__info__\"";
 constexpr std::size_t kEarly = 1000;
 
+/// True where the key "format" has the plain format's name. A text of another format that quotes such a document
+/// has a backslash before each quotation mark.
+bool NamesPlainFormat(std::string_view beginning) {
+  constexpr std::string_view kKey = "\"format\"", kBlanks = " \t\r\n";
+  const std::string value = "\"" + kstr_ToUtf8(kPlainName) + "\"";
+  for (std::size_t key = beginning.find(kKey); key != std::string_view::npos; key = beginning.find(kKey, key + 1)) {
+    const std::size_t colon = beginning.find_first_not_of(kBlanks, key + kKey.size());
+    if (colon == std::string_view::npos || beginning[colon] != ':') continue;
+    const std::size_t named = beginning.find_first_not_of(kBlanks, colon + 1);
+    if (named != std::string_view::npos && beginning.substr(named).starts_with(value)) return true;
+  }
+  return false;
+}
+
 FormatPtr FindByText(const std::wstring& text) {
   const std::string beginning = kstr_ToUtf8(text.substr(0, kEarly));
-  if (beginning.find(kstr_ToUtf8(kPlainName)) != std::string::npos) return boost::make_shared<PlainFormat>();
+  if (NamesPlainFormat(beginning)) return boost::make_shared<PlainFormat>();
   // One that tells itself another's is best refused in the other's words.
   FormatPtr other;
   const bool namesOther = beginning.find(kOtherFormatKey) != std::string::npos || !LooksPlain(beginning);

@@ -134,13 +134,26 @@ PortState* PortState::Feeder() {
   return end->incoming ? end->incoming->source : nullptr;
 }
 
+boost::shared_ptr<Data> PortState::ValueFurtherIn() const {
+  for (const PortState* const inner : Inner()) {
+    if (inner->incoming || inner->type == PortType::Output) continue;
+    if (inner->data) return inner->data;
+    if (inner->emptied) continue;
+    if (auto value = inner->ValueFurtherIn()) return value;
+    if (inner->Facts().defaultData) return inner->Facts().defaultData;
+  }
+  return nullptr;
+}
+
 boost::shared_ptr<Data> PortState::ValueAlongAliases() const {
-  boost::shared_ptr<Data> nearest;
+  boost::shared_ptr<Data> nearest = ValueFurtherIn();
   for (const PortState* port = this; port; port = port->parentPort) {
     if (port->incoming) return port->incoming->source ? port->incoming->source->OutputData() : nullptr;
     // A value set further out stands above one set further in; a default only above no value at all.
     if (port->data)
       nearest = port->data;
+    else if (port->emptied)
+      nearest = nullptr;
     else if (!nearest)
       nearest = port->Facts().defaultData;
   }
@@ -235,11 +248,12 @@ bool Port::SetDataFromString(const std::wstring& text) {
 
 void Port::SetDefaultData(const boost::shared_ptr<Data>& data) {
   if (State(this).Facts().defaultData != data) State(this).OwnFacts().defaultData = data;
+  State(this).emptied = !data;
   if (State(this).owner && !IsOutput()) OperatorState::InvalidateFrom(State(this));
 }
 boost::shared_ptr<Data> Port::GetDefaultData() const {
   const PortState* port = &State(this);
-  while (!port->Facts().defaultData && !port->Inner().empty()) port = port->Inner().front();
+  while (!port->Facts().defaultData && !port->emptied && !port->Inner().empty()) port = port->Inner().front();
   return port->Facts().defaultData;
 }
 boost::shared_ptr<Data> Port::GetOwnData() const { return State(this).data; }

@@ -62,7 +62,7 @@ class Port : public boost::enable_shared_from_this<Port> {
   void SetData(const boost::shared_ptr<Data>& data, const boost::shared_ptr<DataRequest>& request);
   /// By FromString of the first supported type; false where the text is no such value.
   bool SetDataFromString(const std::wstring& text);
-  void SetDefaultData(const boost::shared_ptr<Data>& data);
+  void SetDefaultData(const boost::shared_ptr<Data>& data);  ///< null also hides what stands further in
   boost::shared_ptr<Data> GetDefaultData() const;
   /// The data set on this very port, without default, alias or connection.
   boost::shared_ptr<Data> GetOwnData() const;

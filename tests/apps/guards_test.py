@@ -78,6 +78,15 @@ class LockTest(GuardsTest):
         self.assertEqual(holder.communicate(timeout=20)[0], "Text: done\n")
         self.assertFalse((self.folder / "data.lock").exists())
 
+    def test_a_failure_is_told_by_the_guard_and_not_by_the_model_around(self):
+        model = self.write("m.tsmx", {"displayName": "Around", "operators": [
+            {"id": "guard", "operator": "VANTIX.LockWhileExecuting", "values": {"DatasetReference": ""},
+             "model": {"operators": []}}]})
+        done = self.call("run", model, "--messages", "said")
+        self.assertEqual((done.returncode, done.stderr), (1, "error: : The file name is empty.\n"))
+        self.assertEqual(json.loads((self.folder / "said").read_text()),
+                         {"severity": 2, "operator": "", "text": "The file name is empty."})
+
     def test_a_killed_holder_is_no_hindrance(self):
         holder = self.hold()
         holder.kill()

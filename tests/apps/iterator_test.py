@@ -28,6 +28,93 @@ def iterator(method, body):
                            "values": {"ExecutionMethod": method}, "model": body}]}
 
 
+METHODS = ("InProcessSerial", "InProcessParallel", "OutOfProcessBatch")
+
+
+def merge(**values):
+    return {"id": "m", "operator": "VANTIX.Merge", "values": values}
+
+
+class PortsTest(ProgramTest):
+    """What an iterator's ports give to each iteration, whatever the method."""
+
+    def outputs(self, values, operators, ports, connections=()):
+        """For each method, what "O" gives with these values on the iterator."""
+        for method in METHODS:
+            body = {"ports": [{"name": name, "alias": alias} for name, alias in ports], "operators": operators,
+                    "connections": [{"from": begin, "to": end} for begin, end in connections]}
+            model = self.write("m.tsmx", {
+                "ports": [{"name": "O", "alias": "each.O"}],
+                "operators": [{"id": "each", "operator": "VANTIX.Iterator", "model": body,
+                               "values": {"ExecutionMethod": method, **values}}]})
+            with self.subTest(method, values=values):
+                done = self.call("run", model, "--quiet")
+                yield done.stdout if done.returncode == 0 else done.stderr
+
+    def check(self, expected, *arguments, **more):
+        for output in self.outputs(*arguments, **more):
+            self.assertEqual(output, f"O: {expected}\n")
+
+    def test_what_stands_inside_counts_where_nothing_is_set(self):
+        ports = [("I", "n.Input1"), ("J", "m.Input1"), ("O", "m.Output")]
+        other = {"id": "n", "operator": "VANTIX.Merge"}
+        self.check("[9, 9]", {"I": [1, 2]}, [other, merge(Input1=9)], ports)
+        self.check("[[7, 8], [7, 8]]", {"I": [1, 2]}, [other, merge(Input1=[7, 8])], ports)
+        self.check("[1, 1]", {"I": [1, 2], "J": 1}, [other, merge(Input1=9)], ports)
+        self.check("[1, 2]", {"I": [1, 2]}, [other, merge(Input1=9)], ports, [("n.Output", "m.Input1")])
+        inside = {"id": "m", "operator": "VANTIX.Model", "values": {"In": [4, 5]},
+                  "model": {"ports": [{"name": "In", "alias": "m.Input1"}, {"name": "Out", "alias": "m.Output"}],
+                            "operators": [merge(Input1=9)]}}
+        self.check("[[4, 5]]", {}, [inside], [("J", "m.In"), ("O", "m.Out")])
+
+    def test_ports_inside_keep_their_own_values(self):
+        two = {"id": "l", "operator": "VANTIX.List", "values": {"Value1": 1, "Value2": None, "Value3": [3]}}
+        ports = [("I", "n.Input1"), ("J", ["l.Value1", "l.Value2", "l.Value3"]), ("O", "l.ListOut")]
+        other = {"id": "n", "operator": "VANTIX.Merge"}
+        self.check("[[1, null, [3]], [1, null, [3]]]", {"I": [1, 2]}, [two, other], ports)
+        self.check("[[5, 5, 5], [6, 6, 6]]", {"J": [5, 6]}, [two, other], ports)
+        self.check("[[null, null, null]]", {"J": None}, [two, other], ports)
+
+    def test_a_default_inside_is_a_default_outside(self):
+        lock = {"id": "lock", "operator": "VANTIX.LockWhileExecuting",
+                "values": {"DatasetReference": str(self.folder / "data")},
+                "model": {"ports": [{"name": "In", "alias": "m.Input1"}, {"name": "Out", "alias": "m.Output"}],
+                          "operators": [merge()]}}
+        self.check("[1, 2]", {"I": [1, 2]}, [lock], [("I", "lock.In"), ("T", "lock.Timeout"), ("O", "lock.Out")])
+
+    def test_no_data_stands_above_what_stands_inside(self):
+        ports = [("I", "m.Input1"), ("O", "m.Output")]
+        self.check("[1, null]", {"I": [1, None]}, [merge(Input1=9)], ports)
+        self.check("[null]", {"I": None}, [merge(Input1=9)], ports)
+
+    def test_passwords_are_kept_inside_and_never_leave_the_process(self):
+        secret = {"id": "m", "operator": "VANTIX.Merge", "values": {"Input1": {"Type": "VANTIX.Password", "Value": "x"}}}
+        operators = [secret, {"id": "gone", "operator": "VANTIX.IsEmpty"}, {"id": "n", "operator": "VANTIX.Merge"}]
+        ports = [("I", "n.Input1"), ("O", "gone.IsEmpty")]
+        inner = {"id": "inner", "operator": "VANTIX.Iterator",
+                 "model": {"ports": [{"name": name, "alias": alias} for name, alias in ports], "operators": operators,
+                           "connections": [{"from": "m.Output", "to": "gone.Data"}]}}
+        plain = list(self.outputs({"I": [1, 2]}, operators, ports, [("m.Output", "gone.Data")]))
+        nested = list(self.outputs({"I": [1, 2]}, [inner], [("I", "inner.I"), ("O", "inner.O")]))
+        self.assertEqual(plain, ["O: [false, false]\n"] * 2 + ["O: [true, true]\n"])
+        self.assertEqual(nested, ["O: [[false], [false]]\n"] * 2 + ["O: [[true], [true]]\n"])
+        said = self.call("run", str(self.folder / "m.tsmx"), "--log", "log").stderr
+        self.assertEqual(said, 'warning: Merge: The value on the port "Input1" of type VANTIX.Password has no form in '
+                               "JSON and can't leave its process.\n")
+
+    def test_settings_reach_every_iteration(self):
+        report = {"id": "say", "operator": "VANTIX.Report",
+                  "values": {"TextFilename": str(self.folder / "said"), "ToSessionLog": False}}
+        ports = [("I", "say.Input1"), ("C", "say.ConfigString"), ("O", "say.Output1")]
+        inner = {"id": "inner", "operator": "VANTIX.Iterator", "values": {"I": 5},
+                 "model": {"ports": [{"name": name, "alias": alias} for name, alias in ports], "operators": [report]}}
+        nested = [("I", "m.Input1"), ("C", "inner.C"), ("O", "inner.O")]
+        for operators, names, expected in (([report], ports, "n = 2."), ([inner, merge()], nested, "n = 5.")):
+            for _ in self.outputs({"I": [2], "C": "n = $Input1."}, operators, names):
+                self.assertEqual((self.folder / "said").read_text(), expected)
+                (self.folder / "said").unlink()
+
+
 class IteratorTest(ProgramTest):
     def setUp(self):
         super().setUp()

@@ -59,6 +59,28 @@ class RunTest(ProgramTest):
         self.assertEqual(wrong.returncode, 2)
         self.assertIn('did you mean "Data"?', wrong.stderr)
 
+    def test_no_data_empties_an_input(self):
+        null = {"Type": "VANTIX.Bool", "Value": None}
+        (self.folder / "none.json").write_text(json.dumps({"Inputs": [{"Name": "Flag", "Data": null},
+                                                                      {"Name": "In", "Data": null}]}))
+        ports = [{"name": "Flag", "alias": "say.ToSessionLog"}, {"name": "In", "alias": "first.Input1"},
+                 {"name": "Out", "alias": "first.Output"}]
+        operators = [{"id": "say", "operator": "VANTIX.Report", "values": {"Input1": "heard"}},
+                     {"id": "first", "operator": "VANTIX.Merge", "values": {"Input1": 9}}]
+        model = self.write("m.tsmx", {"ports": ports, "operators": operators})
+        done = self.call("run", model)
+        self.assertEqual((done.stdout, done.stderr), ("Out: 9\n", "heard\n"))
+        empties = ("--set", "Flag=" + json.dumps(null, separators=(",", ":")),
+                   "--set", "In=" + json.dumps(null, separators=(",", ":")))
+        said = [{**port, "value": None} for port in ports[:2]] + ports[2:]
+        emptied = self.write("e.tsmx", {"ports": said, "operators": operators})
+        again = str(self.folder / "again.tsmx")
+        self.assertEqual(self.call("save", emptied, again).returncode, 0)
+        for words in ((model, "--inputs", "none.json"), (model, *empties), (emptied,), (again,)):
+            with self.subTest(words):
+                done = self.call("run", *words)
+                self.assertEqual((done.stdout, done.stderr), ("Out: (no data)\n", ""))
+
     def test_inputs_file(self):
         model = self.write("m.tsmx", TEXT)
         self.write("in.json", json.dumps({"Inputs": [{"Name": "Data", "Data": {"Type": "VANTIX.Bool", "Value": True}}]}))

@@ -353,6 +353,49 @@ TEST_F(BatchMethod, WithoutOutputsNothingIsGathered) {
   EXPECT_EQ(tessera::ReadPort<tessera::Dictionary>(*direct.method, L"OutputData").GetKeys().size(), 0u);
 }
 
+TEST_F(BatchMethod, InputsOfAnyShape) {
+  const auto run = [this](const DataPtr& in, unsigned count) {
+    Direct direct(count, {});
+    tessera::Dictionary inputs;
+    inputs.SetItem(L"In", in);
+    tessera::WritePort(*direct.method, L"InputData", inputs);
+    direct.method->AddParent(direct.loop.Each());
+    std::filesystem::remove_all(folder_.Path() + "/files");
+    direct.method->Execute();
+    tessera::JsonValue last;
+    if (count > 0) last.DeserializeUtf8(Seen("-Inputs-" + std::to_string(count - 1) + ".json"), false, nullptr);
+    return last[L"Inputs"][0][L"Data"].SerializeUtf8();
+  };
+  EXPECT_EQ(run(NumberList({7, 8}), 3), R"({"Type":"VANTIX.Int","Value":7})");
+  EXPECT_EQ(run(Value(5), 2), R"({"Type":"VANTIX.Int","Value":5})");
+  EXPECT_EQ(run(nullptr, 2), R"({"Type":"VANTIX.Data","Value":null})");
+  EXPECT_NO_THROW(run(List({}), 0));
+  try {
+    run(List({}), 1);
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const tessera::OperatorException& error) {
+    EXPECT_EQ(error.get_What(), L"Empty list on input.");
+  }
+}
+
+TEST_F(BatchMethod, FailuresOfThreadsNameTheOperator) {
+  WillWrite({"{}", "{}"});
+  for (const unsigned threads : {0u, 2u}) {
+    SCOPED_TRACE(threads);
+    std::filesystem::remove_all(folder_.Path() + "/files");
+    Loop loop(kBatch, threads);
+    loop.host.Set(L"each.In", Numbers(2));
+    try {
+      loop.host.GetModel()->Execute();
+      ADD_FAILURE() << "nothing was raised";
+    } catch (const std::runtime_error& error) {
+      EXPECT_STREQ(error.what(), "Outputs are NULL");
+      EXPECT_EQ(tessera::ExecutionEnvironment::GetFailedOperator(std::current_exception()),
+                L"IteratorExecutionMethodOutOfProcessBatch");
+    }
+  }
+}
+
 TEST_F(BatchMethod, DisplayNamesBecomePartsOfFileNames) {
   Direct direct(1, {});
   direct.container->SetDisplayName(L"Gr\u00fcn/\"$HOME\" 'x'");

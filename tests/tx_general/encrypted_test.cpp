@@ -222,6 +222,20 @@ TEST(Encrypted, FactsAreReadWithoutOpening) {
   EXPECT_EQ(Refusal([] { ModelFormatFactory::GetModelInfo(L"{}", kFormat); }), kChanged);
 }
 
+TEST(Encrypted, FactsThatSpeakOfThePlainFormatMisleadNobody) {
+  testing_support::ModelHost host;
+  host.Add(L"Merge", L"m");
+  const std::wstring plain = ModelFormatFactory::SaveToBuffer(host.GetModel(), L"TesseraModelFormat");
+  for (const std::wstring& words : {std::wstring(L"TesseraModelFormat"), plain}) {
+    host.GetModel()->SetDescription(words);
+    const auto text = ModelFormatFactory::SaveToBuffer(host.GetModel(), L"EncryptedTesseraModelFormat");
+    const auto opened = ModelFormatFactory::OpenFromBuffer(text, L"");
+    ASSERT_TRUE(opened);
+    EXPECT_FALSE(opened->AllowsReflection());
+    EXPECT_EQ(ModelFormatFactory::GetModelInfo(text, L"").description, words);
+  }
+}
+
 TEST(Encrypted, FilesAreOpenedAndSavedByExtension) {
   const testing_support::TemporaryFolder folder;
   const std::wstring file = folder.WidePath() + L"/model.tsmc";

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <boost/filesystem.hpp>
 #include <cfenv>
@@ -14,6 +15,7 @@
 #include "kcommon/kpmg.h"
 #include "support/child.h"
 #include "tx_general/rows.h"
+#include "txlib/document.h"
 #include "txlib/factories.h"
 
 namespace {
@@ -165,6 +167,21 @@ TEST(CatchError, NestsAndKeepsItsInsideInADocument) {
     ASSERT_TRUE(host.Run());
     EXPECT_TRUE(host.Get<bool>(L"outer.Inside"));
     EXPECT_FALSE(host.Get<bool>(L"outer.ErrorOccurred")) << "the inner one has it already";
+  }
+}
+
+TEST(CatchError, ItsOwnOutputStandsForNothingInside) {
+  for (const auto& [name, port, expected] : std::vector<std::array<std::string, 3>>{
+           {"CatchError", "ErrorOccurred", "output"}, {"Iterator", "ExecutionMethod", "input"}}) {
+    const std::string text = R"({"format": "TesseraModelFormat", "version": 1, "operators": [
+      {"id": "c", "operator": "VANTIX.)" +
+                             name + R"(", "model": {"ports": [{"name": ")" + port + R"(", "alias": "m.Output"}],
+       "operators": [{"id": "m", "operator": "VANTIX.Merge"}]}}]})";
+    const auto problems = tessera::PlainDocument::Check(text);
+    ASSERT_EQ(problems.size(), 1u) << name;
+    EXPECT_EQ(problems[0].path, "operators[0].model.ports[0].alias");
+    EXPECT_EQ(kstr_ToUtf8(problems[0].text), "found the port \"m.Output\", but the operator \"" + name + "\" has an " +
+                                                 expected + " \"" + port + "\" of its own");
   }
 }
 

@@ -1,5 +1,6 @@
 #include "korvenlog/log.h"
 #include "tx_general/rows.h"
+#include "txlib/document.h"
 
 namespace {
 
@@ -208,6 +209,36 @@ TEST(Merge, InputsGrowBehindTheOutputAndShrinkToOne) {
   for (int removal = 0; removal < 4; ++removal) op->RemoveExpansionPorts();
   EXPECT_EQ(PortNames(*op), (Expected{L"Input1", L"Output"}));
   EXPECT_TRUE(op->IsExpandible());
+}
+
+std::string MergeDocument(const std::string& rest) {
+  return R"({"format": "TesseraModelFormat", "version": 1, "operators": [{"id": "m", "operator": "VANTIX.Merge", )" +
+         rest + "}]}";
+}
+
+TEST(Merge, DocumentsAddNoInputsForANameThatNeverComes) {
+  for (const char* name : {"Input", "Input0", "Input99999"}) {
+    SCOPED_TRACE(name);
+    const auto problems =
+        tessera::PlainDocument::Check(MergeDocument(R"("values": {")" + std::string(name) + R"(": 1, "Other": 1})"));
+    ASSERT_EQ(problems.size(), 2u);
+    EXPECT_EQ(problems[1].text,
+              L"found the unknown port \"Other\" of the operator \"Merge\"; its ports are \"Input1\", \"Input2\", "
+              L"\"Output\", \"Input3\", \"Input4\"");
+  }
+}
+
+TEST(Merge, DocumentsAddInputsUpToTheirNumber) {
+  const auto model = tessera::PlainDocument::Open(MergeDocument(R"("values": {"Input7": 1, "Input5": 2})"));
+  EXPECT_EQ(PortNames(*model->GetOperators()[0]).size(), 8u);
+  EXPECT_NE(tessera::PlainDocument::Save(model).find(R"("expansions": 5)"), std::string::npos);
+}
+
+TEST(Merge, DocumentsCountTheInputsThatWereTakenAway) {
+  const std::string text = tessera::PlainDocument::Save(
+      tessera::PlainDocument::Open(MergeDocument(R"("expansions": -5, "values": {"Input3": 1})")));
+  EXPECT_NE(text.find(R"("expansions": 1)"), std::string::npos) << text;
+  EXPECT_EQ(tessera::PlainDocument::Save(tessera::PlainDocument::Open(text)), text);
 }
 
 TEST(Merge, PassesTheSameValueOn) {

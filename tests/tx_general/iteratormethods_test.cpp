@@ -518,6 +518,38 @@ TEST(IteratorMethods, ShortListsGiveTheirFirstItem) {
   }
 }
 
+TEST(IteratorMethods, ValuesThatAreNoListsAreCommonToAll) {
+  for (const wchar_t* name : {kSerial, kParallel}) {
+    SCOPED_TRACE(kstr_ToUtf8(name));
+    for (const auto& [in, out] : std::vector<std::pair<DataPtr, std::wstring>>{
+             {nullptr, L"[-, -]"},
+             {Value(5), L"[5, 5]"},
+             {boost::make_shared<tessera::DataListData>(), L"[list without value, list without value]"}}) {
+      Loop loop;
+      const auto method = MakeMethod(name, loop, 2, in);
+      method->AddParent(loop.Each());
+      method->Execute();
+      EXPECT_EQ(OutputOf(*method), L"Out: " + out + L"\n");
+    }
+  }
+}
+
+TEST(IteratorMethods, ListsWithoutItemsHaveNoneForAnIteration) {
+  for (const wchar_t* name : {kSerial, kParallel}) {
+    SCOPED_TRACE(kstr_ToUtf8(name));
+    Loop none;
+    const auto idle = MakeMethod(name, none, 0, List({}));
+    idle->AddParent(none.Each());
+    idle->Execute();
+    EXPECT_EQ(OutputOf(*idle), L"Out: []\n");
+    Loop loop;
+    const auto method = MakeMethod(name, loop, 1, List({}));
+    method->AddParent(loop.Each());
+    EXPECT_THROW(method->Execute(), tessera::OperatorException);
+    EXPECT_EQ(MessagesOf(*method), (Told{{tessera::Issue::Error, L"Empty list on input."}}));
+  }
+}
+
 TEST(IteratorMethods, WithoutAnOwnerTheySaySo) {
   for (const wchar_t* name : {kSerial, kParallel}) {
     SCOPED_TRACE(kstr_ToUtf8(name));

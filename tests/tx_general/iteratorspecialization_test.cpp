@@ -34,4 +34,16 @@ TEST(IteratorMethods, AnotherNameIsNoMethod) {
   EXPECT_FALSE(method->GetPort(L"OutputData")->GetExistingData());
 }
 
+TEST(IteratorMethods, AnOwnerWithoutTheInputIsNotAskedForIt) {
+  const auto chooser = boost::make_shared<korven::tx_general::StreamChooser>(nullptr, 1);
+  chooser->Initialize();
+  const auto output = chooser->GetPort(L"Output");
+  output->SetData(Value(7));
+  const auto request = boost::make_shared<tessera::DataRequest>();
+  request->Initialize();
+  const auto answer = output->GetData(request);
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->GetDataValue<int>(), 7);
+}
+
 }  // namespace

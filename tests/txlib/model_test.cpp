@@ -49,6 +49,55 @@ TEST(Model, AnInnerValueShowsWhereTheModelHasNone) {
   EXPECT_EQ(Number(out), 6);
 }
 
+TEST(Model, APortShowsWhatStandsFurtherIn) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto middle = AddTo<tx::Model>(*model);
+  const auto op = AddTo<AddOne>(*middle);
+  const auto inner = op->GetPort(L"In");
+  const auto port = model->AliasPort(middle->AliasPort(inner, L"In"), L"In");
+  EXPECT_FALSE(port->GetData());
+  inner->SetDefaultData(NumberData(4));
+  EXPECT_EQ(Number(port), 4);
+  EXPECT_EQ(Number(middle->GetPort(L"In")), 4);
+  inner->SetData(NumberData(5));
+  EXPECT_EQ(Number(port), 5);
+  port->SetDefaultData(NumberData(6));
+  EXPECT_EQ(Number(port), 5) << "a default stands above no value";
+  middle->GetPort(L"In")->SetData(NumberData(7));
+  EXPECT_EQ(Number(port), 7);
+  const auto request = boost::make_shared<tx::DataRequest>();
+  request->Initialize();
+  EXPECT_EQ(port->GetData(request)->GetDataValue<int>(), 7);
+}
+
+TEST(Model, WhatFeedsAnInnerPortInsideIsNotThePortsOwn) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto first = AddTo<AddOne>(*model), second = AddTo<AddOne>(*model);
+  const auto port = model->AliasPort(second->GetPort(L"In"), L"In");
+  second->GetPort(L"In")->SetData(NumberData(5));
+  tx::Operator::ConnectPort(first->GetPort(L"Out"), second->GetPort(L"In"));
+  EXPECT_FALSE(port->GetData());
+}
+
+TEST(Model, ADefaultThatIsTakenAwayTakesAwayWhatStandsFurtherIn) {
+  const auto model = MakeOperator<tx::Model>();
+  const auto op = AddTo<AddOne>(*model);
+  const auto inner = op->GetPort(L"In");
+  inner->SetDefaultData(NumberData(4));
+  inner->SetData(NumberData(5));
+  const auto port = model->AliasPort(inner, L"In");
+  port->SetDefaultData(nullptr);
+  EXPECT_FALSE(port->GetData());
+  EXPECT_FALSE(port->GetDefaultData());
+  EXPECT_FALSE(inner->GetData());
+  port->SetData(NumberData(6));
+  EXPECT_EQ(Number(inner), 6);
+  port->SetData(nullptr);
+  EXPECT_FALSE(inner->GetData());
+  port->SetDefaultData(NumberData(7));
+  EXPECT_EQ(Number(inner), 5);
+}
+
 TEST(Model, OnePortFeedsSeveralInnerPorts) {
   const auto model = MakeOperator<tx::Model>();
   const auto a = AddTo<AddOne>(*model), b = AddTo<AddOne>(*model);
