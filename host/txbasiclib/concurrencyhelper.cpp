@@ -149,7 +149,9 @@ void ConcurrencyHelper::RunGlobalProcess(boost::logic::tribool ordered) {
     arenaThreads = 0;
   }
   if (!state.failure) return;
-  Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
+  // Without a name it is a failure of the caller, whose own name it is to get.
+  if (!state.failedOperator.empty())
+    Tessera::ExecutionEnvironment::SetFailedOperator(state.failure, state.failedOperator);
   std::rethrow_exception(std::exchange(state.failure, nullptr));
 }
 
