@@ -87,6 +87,11 @@ class RunTest(ProgramTest):
             self.assertTrue(done.stderr.splitlines()[-1].startswith(f"error: {name}: "), done.stderr)
         for words in (["run"], ["nothing"], ["run", "m", "--threads", "x"], ["run", "m", "--progress", "loud"]):
             self.assertEqual(self.call(*words).returncode, 2, words)
+        for words, text in ((["descripe", "VANTIX.Report"], 'there is no command "descripe"; did you mean "describe"?'),
+                            (["--quiet", "xyzzy"], 'there is no command "xyzzy"'),
+                            ([], "A subcommand is required")):
+            done = self.call(*words)
+            self.assertEqual((done.returncode, done.stderr), (2, f"error: {text} (see tessera --help)\n"))
 
     def test_messages_and_log_files_are_made_even_where_nothing_was_said(self):
         self.call("run", self.write("m.tsmx", TEXT), "--messages", "said", "--log", "log")
@@ -105,6 +110,31 @@ class RunTest(ProgramTest):
                                   text=True, env=self.env, timeout=60)
         self.assertEqual((done.returncode, done.stderr),
                          (2, "error: standard output can't be written: No space left on device\n"))
+
+    def test_where_outputs_can_not_be_written_nothing_runs(self):
+        model = self.write("m.tsmx", {"operators": [
+            {"id": "make", "operator": "VANTIX.CreateDirectory", "values": {"DirectoryIn": str(self.folder / "made")}}]})
+        (self.folder / "folder").mkdir()
+        for option in ("--outputs", "--profile"):
+            for name, why in (("missing/out.json", "No such file or directory"), ("folder", "Is a directory"),
+                              ("m.tsmx/out.json", "Not a directory")):
+                done = self.call("run", model, option, name)
+                self.assertEqual((done.returncode, done.stderr), (2, f"error: {name}: can't be written: {why}\n"))
+                self.assertFalse((self.folder / "made").exists(), name)
+        self.assertEqual(self.call("run", model, "--outputs", "folder/out.json").returncode, 0)
+        self.assertTrue((self.folder / "made").exists())
+
+    def test_messages_and_log_on_the_standard_streams_go_where_these_are(self):
+        model = self.write("m.tsmx", {"ports": [{"name": "Out", "alias": "r.Output1"}], "operators": [
+            {"id": "r", "operator": "VANTIX.Report", "values": {"Input1": "x", "ConfigString": "said"}}]})
+        for option, line in (("--log", "said"), ("--messages", None)):
+            with open(self.folder / "all", "w+b") as file:
+                file.write(b"what stands before\n")
+                file.flush()
+                subprocess.run([PROGRAM, "run", model, "--quiet", option, "/dev/stdout"], stdout=file, env=self.env,
+                               timeout=60, check=True)
+            lines = (self.folder / "all").read_text(encoding="utf-8").splitlines()
+            self.assertEqual(lines, ["what stands before"] + ([line] if line else []) + ["Out: x"])
 
     def test_signals_end_the_run_within_a_second(self):
         (self.folder / "fifo").mkdir()
@@ -229,6 +259,12 @@ class CatalogueTest(ProgramTest):
         self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "5").returncode, 0)
         self.assertEqual(self.call("preferences", "get", "batch/num_simul_cmd_sets").stdout, "5\n")
         self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "many").returncode, 2)
+        for words, missing in ((["batch/executor"], "VALUE is"), ([], "NAME and VALUE are")):
+            done = self.call("preferences", "set", *words)
+            self.assertEqual((done.returncode, done.stderr),
+                             (2, f"error: preferences set: {missing} required (see tessera --help)\n"))
+        self.assertEqual(self.call("preferences", "get", "batch/executor").stdout, "local\n")
+        self.assertEqual(self.call("preferences", "set", "batch/run_directory", "").returncode, 0)
         wrong = self.call("preferences", "get", "batch/executr")
         self.assertEqual(wrong.returncode, 2)
         self.assertIn('did you mean "batch/executor"?', wrong.stderr)
