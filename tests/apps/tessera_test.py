@@ -136,6 +136,15 @@ class RunTest(ProgramTest):
             lines = (self.folder / "all").read_text(encoding="utf-8").splitlines()
             self.assertEqual(lines, ["what stands before"] + ([line] if line else []) + ["Out: x"])
 
+    def test_a_wrong_home_is_told_and_an_empty_one_is_none(self):
+        model = self.write("m.tsmx", TEXT)
+        self.env.update(VANTIX_HOME="", ARCHM="")
+        self.assertEqual(self.call("run", model, "--set", "Data=1").stdout, "Out: 1\n")
+        self.env["VANTIX_HOME"] = "/nowhere"
+        self.assertRegex(self.call("run", model).stderr.splitlines()[0],
+                         r'^warning: VANTIX_HOME is "/nowhere", which is no installation: there is no folder '
+                         r'"/nowhere/lib/[^/]+/plugins"$')
+
     def test_signals_end_the_run_within_a_second(self):
         (self.folder / "fifo").mkdir()
         os.mkfifo(self.folder / "pipe")
