@@ -3,6 +3,7 @@
 #include "kcommon/kerr.h"
 #include "kcommon/kflt.h"
 #include "kcommon/kstr.h"
+#include "txlib/datajson.h"
 
 namespace korven::tx_general {
 
@@ -19,10 +20,38 @@ void CommandLineOperator::DeclarePorts() {
   SetUIProvider(L"CommandLine", L"VANTIX");
 }
 
+namespace {
+
+/// JSON that a document gives without a type has become lists and dictionaries. Descriptions are no deeper than this.
+JsonValue WithoutTypes(const JsonValue& typed, int levels = 3) {
+  const JsonValue* const type = typed.Find("Type");
+  const JsonValue* const value = typed.Find("Value");
+  if (!type || !value || levels == 0) return {};
+  if (type->AsString() == DataListData::DefaultTypeName().ToString()) {
+    JsonValue array(JsonValueType::Array);
+    for (const JsonValue& item : value->GetElements()) array.Append(WithoutTypes(item, levels - 1));
+    return array;
+  }
+  if (type->AsString() == DictionaryData::DefaultTypeName().ToString()) {
+    JsonValue object(JsonValueType::Object);
+    for (const auto& member : value->GetMembers()) object.Set(member.key, WithoutTypes(member.value, levels - 1));
+    return object;
+  }
+  return *value;
+}
+
+}  // namespace
+
+JsonValue CommandLineOperator::GetPortDescriptions() const {
+  const DataPtr information = GetAttribute(L"PortInformation");
+  const auto json = AsDataOf<JsonData>(information);
+  if (json) return json->HasNoValue() ? JsonValue() : json->GetDataValue();
+  JsonValue typed;
+  return information && DataToTypedJson(information, typed) ? WithoutTypes(typed) : JsonValue();
+}
+
 void CommandLineOperator::Configure() {
-  const auto information = AsDataOf<JsonData>(GetAttribute(L"PortInformation"));
-  if (!information || information->HasNoValue()) return;
-  const JsonValue descriptions = information->GetDataValue();
+  const JsonValue descriptions = GetPortDescriptions();
   std::size_t index = 0;
   for (const JsonValue& description : descriptions) CreateConfiguredPort(description, index++);
 }

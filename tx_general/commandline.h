@@ -49,6 +49,7 @@ class CommandLineOperator : public Described<kCommandLineOperator, Tamrin::Tesse
     std::wstring name;
   };
 
+  JsonValue GetPortDescriptions() const;  ///< null without any
   void CreateConfiguredPort(const JsonValue& description, std::size_t index);
   std::wstring GetTextAttribute(const wchar_t* key) const;
   /// False where the output has no sibling with a pattern.

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "common/programfacts.h"
+#include "kcommon/kstr.h"
 #include "program.h"
 
 namespace TesseraProgram {
@@ -86,10 +87,11 @@ ProgramFacts OwnFacts() {
   facts.summary = "run dataflow models";
   facts.text = "Runs dataflow models.";
   facts.version = "tessera " TESSERA_VERSION;
-  facts.exitStatuses = {{"0", "Done"},
-                        {"1", "The model failed; the last line of standard error names the operator"},
-                        {"2", "The call, the document or an input is wrong; nothing has run"},
-                        {"130, 143", "Stopped by SIGINT or SIGTERM; temporary files and locks are gone"}};
+  facts.exitStatuses = {
+      {"0", "Done"},
+      {"1", "The model failed; the last line of standard error names the operator"},
+      {"2", "The call, the document or an input is wrong, and nothing has run; or a file could not be written"},
+      {"129, 130, 143", "Stopped by SIGHUP, SIGINT or SIGTERM; temporary files and locks are gone"}};
   facts.variables = {{"VANTIX_HOME", "Root of the installation; found from the engine's own place where it isn't set"},
                      {"ARCHM", "Name of the platform, as in $VANTIX_HOME/bin/$ARCHM"},
                      {"ComSpec", "The command shell of batch runs; the installation's own where it isn't set"},
@@ -188,6 +190,32 @@ int Manual(const Arguments&) {
   return kDone;
 }
 
+namespace {
+
+/// Where the call has a command that there is none of; empty otherwise.
+std::string WrongCommand(const CLI::App& app, int count, char** words) {
+  if (!app.get_subcommands().empty()) return {};
+  const auto* const word =
+      std::find_if(words + std::min(count, 1), words + count, [](const char* w) { return *w != '-'; });
+  if (word == words + count) return {};
+  std::vector<std::wstring> known;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    known.push_back(WideWord(command->get_name()));
+  const std::wstring nearest = kstr_NearestName(WideWord(*word), known);
+  return std::string("there is no command \"") + *word + "\"" +
+         (nearest.empty() ? "" : "; did you mean \"" + kstr_ToUtf8(nearest) + "\"?");
+}
+
+/// An empty text is a value as well: one that is missing is told apart by the call alone.
+bool CompletePreferences(const CLI::App& preferences, const Arguments& a, int& status) {
+  if (a.action != "set" || preferences.get_option("VALUE")->count() > 0) return true;
+  status = Misused(a.preference.empty() ? "preferences set: NAME and VALUE are required"
+                                        : "preferences set: VALUE is required");
+  return false;
+}
+
+}  // namespace
+
 bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
   CLI::App app;
   Describe(app, arguments);
@@ -197,13 +225,15 @@ bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
     status = app.exit(success);
     return false;
   } catch (const CLI::ParseError& error) {
-    std::string text = error.what();
+    std::string text = WrongCommand(app, count, words);
+    if (text.empty()) text = error.what();
     while (!text.empty() && text.back() == '\n') text.pop_back();
     status = Misused(text);
     return false;
   }
   const CLI::App* command = app.get_subcommands().front();
   arguments.command = command->get_name();
+  if (arguments.command == "preferences") return CompletePreferences(*command, arguments, status);
   return arguments.command != "run" || CompleteRun(*command, arguments, status);
 }
 

@@ -153,7 +153,23 @@ void WriteSvg(const std::string& dot, const std::string& output) {
 
 }  // namespace
 
+namespace {
+
+/// A name without an extension, such as that of a pipe, takes DOT text.
+void RequireKnownForm(const std::string& output) {
+  const std::size_t slash = output.rfind('/');
+  const std::string file = slash == std::string::npos ? output : output.substr(slash + 1);
+  const std::size_t stop = file.rfind('.');
+  if (stop == std::string::npos || stop == 0) return;
+  const std::string extension = file.substr(stop);
+  if (extension != ".svg" && extension != ".dot" && extension != ".gv")
+    throw Refusal(WideWord(output) + L": found the extension \"" + WideWord(extension) + L"\", expected .svg or .dot");
+}
+
+}  // namespace
+
 int Draw(const Arguments& arguments) {
+  RequireKnownForm(arguments.output);
   LoadPreferences(arguments);
   const auto model = OpenModel(arguments.model, false);
   const std::string dot = Picture().Draw(*model);

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,12 +26,30 @@ using namespace Tamrin::Tessera;
 
 namespace {
 
+[[noreturn]] void RefuseFile(const std::string& name, int failure) {
+  throw Refusal(WideWord(name) + L": can't be written: " + kstr_FromUtf8Lossy(std::strerror(failure)));
+}
+
+/// What a long run has found should not be lost for a name that could be seen to be wrong before. Raises Refusal.
+void RequirePlace(const std::string& name) {
+  struct stat facts {};
+  if (name.empty()) return;
+  if (::stat(name.c_str(), &facts) == 0) {
+    if (S_ISDIR(facts.st_mode)) RefuseFile(name, EISDIR);
+    if (::access(name.c_str(), W_OK) != 0) RefuseFile(name, errno);
+    return;
+  }
+  if (errno != ENOENT) RefuseFile(name, errno);
+  const std::size_t slash = name.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+  if (::access(folder.c_str(), W_OK | X_OK) != 0) RefuseFile(name, errno);
+}
+
 /// A file that grows line by line; each line is there as soon as it was given. Where one can't be written, nothing
 /// more is, and the run goes on.
 class LineFile {
  public:
-  explicit LineFile(const std::string& name)
-      : name_(name), file_(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+  explicit LineFile(const std::string& name) : name_(name), file_(Open(name)) {
     if (file_ < 0) Refuse(errno);
   }
   ~LineFile() { ::close(file_); }
@@ -51,9 +70,13 @@ class LineFile {
   }
 
  private:
-  [[noreturn]] void Refuse(int failure) const {
-    throw Refusal(WideWord(name_) + L": can't be written: " + kstr_FromUtf8Lossy(std::strerror(failure)));
+  /// Opened by its name, a file that the shell has opened for a standard stream would be emptied and written over.
+  static int Open(const std::string& name) {
+    if (name == "/dev/stdout") return ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (name == "/dev/stderr") return ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    return ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   }
+  [[noreturn]] void Refuse(int failure) const { RefuseFile(name_, failure); }
 
   const std::string name_;
   const int file_;
@@ -174,6 +197,8 @@ int RunOpened(const Arguments& arguments, const boost::shared_ptr<Model>& model)
   SignalWatch::SetEnvironment(model->GetEnvironment());
   if (!arguments.inputs.empty()) ApplyInputs(*model, arguments.inputs);
   ApplySets(*model, arguments.sets);
+  RequirePlace(arguments.outputs);
+  RequirePlace(arguments.profile);
   const auto log = SetSessionLog(arguments);
   Messages messages(arguments.messages, arguments.quiet);
   messages.Listen(model);

@@ -33,11 +33,19 @@ boost::shared_ptr<ExecutionEnvironment>& Environment() {
   return environment;
 }
 
-sigset_t Signals() {
+sigset_t MakeSignals() {
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
+  // Whoever has it ignored, as nohup does, wants the run to outlive its terminal.
+  struct sigaction hangup {};
+  if (::sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN) sigaddset(&set, SIGHUP);
+  return set;
+}
+
+const sigset_t& Signals() {
+  static const sigset_t set = MakeSignals();
   return set;
 }
 
@@ -61,9 +69,8 @@ void EndChildren() {
 }
 
 void Watch() {
-  const sigset_t set = Signals();
   int number = 0;
-  while (::sigwait(&set, &number) != 0) {
+  while (::sigwait(&Signals(), &number) != 0) {
   }
   received = number;
   {
@@ -85,8 +92,7 @@ void Watch() {
 }  // namespace
 
 SignalWatch::SignalWatch() {
-  const sigset_t set = Signals();
-  ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  ::pthread_sigmask(SIG_BLOCK, &Signals(), nullptr);
   ::signal(SIGCHLD, SIG_DFL);  // ignored, it would take the exit statuses of started programs with it
   std::thread(&Watch).detach();
 }

@@ -15,6 +15,7 @@
 #include <system_error>
 
 #include "kcommon/kprc.h"
+#include "programpath.h"
 
 namespace korven::batch {
 
@@ -105,17 +106,7 @@ std::string AsFileName(std::string name) {
 std::string FindProgram(const std::string& word) {
   const std::string name = AsFileName(word);
   if (name.find('/') != std::string::npos) return IsFile(name) ? name : std::string();
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path ? path : "/usr/bin:/bin";
-  for (bool more = true; more;) {
-    const std::size_t colon = rest.find(':');
-    const std::string folder(rest.substr(0, colon));
-    const std::string file = (folder.empty() ? "." : folder) + "/" + name;
-    if (IsFile(file) && ::access(file.c_str(), X_OK) == 0) return file;
-    more = colon != std::string_view::npos;
-    if (more) rest.remove_prefix(colon + 1);
-  }
-  return {};
+  return FindAlongPath(name);
 }
 
 struct Program {

@@ -18,6 +18,7 @@
 #include <system_error>
 
 #include "kcommon/kprc.h"
+#include "programpath.h"
 
 namespace korven::batch {
 
@@ -83,6 +84,12 @@ std::string FailureOf(int status) {
   return WEXITSTATUS(status) == 0 ? std::string() : "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
+/// A name without a folder that PATH doesn't know is that of a file right here, or told as missing.
+std::string ProgramOf(const std::string& word) {
+  const std::string found = word.empty() || word.find('/') != std::string::npos ? std::string() : FindAlongPath(word);
+  return found.empty() ? word : found;
+}
+
 class Executor {
  public:
   Executor(const std::vector<CommandLine>& lines, const ExecutorRun& run) : lines_(lines), run_(run) {
@@ -137,7 +144,7 @@ class Executor {
       return;
     }
     const auto& words = task.line->words;
-    Kprc_StartRequest request{words.front(), {words.begin() + 1, words.end()}};
+    Kprc_StartRequest request{ProgramOf(words.front()), {words.begin() + 1, words.end()}};
     request.output = slot.output.File();
     request.errors = slot.errors.File();
     request.signalAtEnd = SIGKILL;

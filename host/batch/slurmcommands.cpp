@@ -12,6 +12,7 @@
 
 #include "batch/joblist.h"
 #include "kcommon/kprc.h"
+#include "programpath.h"
 
 namespace korven::batch {
 
@@ -21,20 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kLongestCall = std::chrono::seconds(100);
 constexpr auto kQuietSubmission = std::chrono::seconds(5);
-
-/// Along PATH; empty where there is none.
-std::string FindProgram(const std::string& name) {
-  const char* const path = std::getenv("PATH");
-  std::string_view rest = path ? path : "/usr/bin:/bin";
-  for (bool more = true; more;) {
-    const std::size_t colon = rest.find(':');
-    const std::string file = std::string(rest.substr(0, colon)) + "/" + name;
-    if (::access(file.c_str(), X_OK) == 0) return file;
-    more = colon != std::string_view::npos;
-    if (more) rest.remove_prefix(colon + 1);
-  }
-  return {};
-}
 
 std::vector<std::string> Split(std::string_view text, char separator) {
   std::vector<std::string> parts;
@@ -53,7 +40,7 @@ SlurmAnswer Call(const std::string& name, const std::vector<std::string>& words,
                  const std::function<void(const std::string&)>& watch = {}) {
   SlurmAnswer answer;
   Kprc_CaptureRequest request;
-  request.program = FindProgram(name);
+  request.program = FindAlongPath(name);
   request.arguments = words;
   const auto latest = Clock::now() + longest;
   request.check = [&] {
@@ -116,7 +103,7 @@ void SlurmCommands::CheckSignals() {
 
 void SlurmCommands::RequirePrograms() {
   for (const char* const name : {"sbatch", "squeue", "scancel", "scontrol"}) {
-    if (FindProgram(name).empty())
+    if (FindAlongPath(name).empty())
       throw BatchFault(std::string("found no program ") + name +
                        " along PATH; the preference batch/executor says slurm, which takes the commands of Slurm");
   }

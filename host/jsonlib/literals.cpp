@@ -2,14 +2,16 @@
 #include <cmath>
 
 #include "jsonlib/events.h"
+#include "jsonlib/widetext.h"
 #include "textstream.h"
 
 namespace korven::jsonlib {
 
 namespace {
 
+constexpr char kHex[] = "0123456789abcdef";
+
 void AppendEscaped(std::string& out, unsigned char c) {
-  static constexpr char kHex[] = "0123456789abcdef";
   switch (c) {
     case '"':
     case '\\':
@@ -35,6 +37,12 @@ void AppendEscaped(std::string& out, unsigned char c) {
   }
 }
 
+void AppendByteMark(std::string& out, const char* at) {
+  const auto third = static_cast<unsigned char>(at[2]);
+  const unsigned byte = 0x80U + (at[1] == '\xB3' ? 0x40U : 0U) + (third & 0x3FU);
+  out += {'\\', 'u', 'd', 'c', kHex[byte >> 4], kHex[byte & 15]};
+}
+
 }  // namespace
 
 void AppendQuoted(std::string& out, std::string_view text) {
@@ -43,11 +51,16 @@ void AppendQuoted(std::string& out, std::string_view text) {
   const char* const end = at + text.size();
   while (at != end) {
     const char* stop = SkipPlain(at, end);
-    while (stop != end && static_cast<signed char>(*stop) < 0) stop = SkipPlain(stop + 1, end);
+    while (stop != end && static_cast<signed char>(*stop) < 0 && !IsByteMark(stop, end))
+      stop = SkipPlain(stop + 1, end);
     out.append(at, stop);
     if (stop == end) break;
-    AppendEscaped(out, static_cast<unsigned char>(*stop));
-    at = stop + 1;
+    const bool isMark = static_cast<signed char>(*stop) < 0;
+    if (isMark)
+      AppendByteMark(out, stop);
+    else
+      AppendEscaped(out, static_cast<unsigned char>(*stop));
+    at = stop + (isMark ? 3 : 1);
   }
   out.push_back('"');
 }

@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "jsonlib/widetext.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -117,7 +119,7 @@ class TextStream {
 inline void SkipWhitespace(TextStream& stream) { stream.SkipBlanks(); }
 
 /// UTF-8 validated in runs in place of single characters. The reader takes a lone low surrogate for a
-/// character; here it is marked.
+/// character; here it is marked, but for those that stand for a byte of a file name.
 struct TextEncoding {
   using Ch = char;
   enum { supportUnicode = 1 };
@@ -125,7 +127,8 @@ struct TextEncoding {
   template <typename Output>
   static void Encode(Output& output, unsigned codePoint) {
     if constexpr (requires { output.MarkLoneSurrogate(); }) {
-      if (codePoint >= 0xD800 && codePoint <= 0xDFFF) output.MarkLoneSurrogate();
+      const bool isLone = codePoint >= 0xD800 && codePoint <= 0xDFFF;
+      if (isLone && !IsByteMark(char32_t{codePoint})) output.MarkLoneSurrogate();
     }
     rapidjson::UTF8<>::Encode(output, codePoint);
   }

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "jsonlib/widetext.h"
 #include "kcommon/kstr.h"
 #include "valuenode.h"
 
@@ -30,7 +31,7 @@ Value::Value(unsigned value) noexcept : Value(std::uint64_t{value}) {}
 Value::Value(std::int64_t value) noexcept : type_(intValue) { integer_ = value; }
 Value::Value(std::uint64_t value) noexcept : type_(uintValue) { natural_ = value; }
 Value::Value(double value) noexcept : type_(realValue) { real_ = value; }
-Value::Value(const std::wstring& text) : type_(stringValue), text_(kstr_ToUtf8(text)) {}
+Value::Value(const std::wstring& text) : type_(stringValue), text_(ToUtf8(text)) {}
 Value::Value(const wchar_t* text) : Value(std::wstring(text)) {}
 Value::Value(Type type) : type_(type) {
   if (type == arrayValue || type == objectValue) node_ = std::make_unique<Node>();
@@ -119,7 +120,7 @@ std::vector<std::wstring> Value::getMemberNames() const {
   return names;
 }
 
-std::wstring Value::asString() const { return kstr_FromUtf8Lossy(text_); }
+std::wstring Value::asString() const { return FromUtf8(text_); }
 
 bool Value::asBool() const noexcept { return asDouble() != 0; }
 

@@ -143,8 +143,14 @@ void ExecutableOperator::OnExecute() {
     const std::wstring name = GetExecutable();
     if (name.empty()) SetErrorMessage(L"There is no program to be started: its name is empty.");
     if (!search.useless.empty()) SetErrorMessage(L"The program " + Quoted(search.useless) + L" is not executable.");
-    if (name.find(L'/') != std::wstring::npos) SetErrorMessage(L"The program \"" + name + L"\" does not exist.");
-    SetErrorMessage(L"The program \"" + name + L"\" was not found; looked in \"" + GetSearchPath() + L"\" and PATH.");
+    boost::system::error_code none;
+    const bool isPath = name.find(L'/') != std::wstring::npos;
+    if (isPath && fs::is_directory(kfnp_ToNative(name), none))
+      SetErrorMessage(L"\"" + name + L"\" is a folder, not a program.");
+    if (isPath) SetErrorMessage(L"The program \"" + name + L"\" does not exist.");
+    const std::wstring folders = GetSearchPath();
+    SetErrorMessage(L"The program \"" + name + L"\" was not found; looked in " +
+                    (folders.empty() ? std::wstring() : L"\"" + folders + L"\" and ") + L"PATH.");
   }
   Kprc_CaptureRequest request;
   request.program = search.program;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "jsonlib/widetext.h"
 #include "jsonvalue_payload.h"
 #include "kcommon/kstr.h"
 
@@ -36,9 +37,9 @@ std::string_view ValidUtf8(std::string_view text, std::string& mended) {
 
 }  // namespace
 
-JsonValue::JsonValue(const std::wstring& text) : JsonValue(MakeText(kstr_ToUtf8(text))) {}
+JsonValue::JsonValue(const std::wstring& text) : JsonValue(MakeText(korven::jsonlib::ToUtf8(text))) {}
 
-JsonValue::JsonValue(const wchar_t* text) : JsonValue(MakeText(kstr_ToUtf8(text))) {}
+JsonValue::JsonValue(const wchar_t* text) : JsonValue(MakeText(korven::jsonlib::ToUtf8(text))) {}
 
 JsonValue JsonValue::FromUtf8(std::string_view text) {
   std::string mended;
@@ -171,6 +172,6 @@ bool JsonValue::AsBool() const noexcept {
   return IsInteger() ? bits_.natural != 0 : IsBool() && bits_.truth;
 }
 
-std::wstring JsonValue::AsString() const { return kstr_FromUtf8Lossy(AsUtf8()); }
+std::wstring JsonValue::AsString() const { return korven::jsonlib::FromUtf8(AsUtf8()); }
 
 }  // namespace Tamrin::Tessera

@@ -35,8 +35,8 @@ class JsonItems {
   std::size_t count_;
 };
 
-/// A JSON value of 16 bytes. Texts are held as UTF-8; bytes that are no UTF-8 become U+FFFD. Copies are deep in
-/// meaning and cheap in fact: arrays and objects are shared until one side is changed; only one whose inside was
+/// A JSON value of 16 bytes. Texts are held as UTF-8, by jsonlib/widetext.h; other bytes become U+FFFD. Copies are deep
+/// in meaning, cheap in fact: arrays and objects are shared until one side is changed; only one whose inside was
 /// reached for writing, by operator[] or Member8, is copied at once, so that the reference keeps changing its own
 /// value alone. Objects keep the order in which keys were first set. Reading one value, and copying it, from
 /// several threads is safe, changing it is not. No operation recurses: depth is bounded by memory alone.

@@ -115,9 +115,35 @@ class BatchTest(ProgramTest):
         secret = {"Type": "VANTIX.Password", "Value": "secret"}
         done = self.call("run", self.write("m.tsmx", batch(text_body(), [secret, secret])), "--quiet")
         self.assertEqual((done.returncode, done.stdout), (1, ""))
-        self.assertTrue(done.stderr.endswith(": Data not JSONable!\n"), done.stderr)
+        self.assertTrue(done.stderr.endswith("error: IteratorExecutionMethodOutOfProcessBatch: Data not JSONable!\n"),
+                        done.stderr)
         self.assertNotIn("batchprocess", done.stderr)
         self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_file_names_that_are_no_utf8(self):
+        files = self.folder / "files"
+        files.mkdir()
+        names = [b"a\xff.txt", b"\xe4\xc3\xa4\x80", b"plain"]
+        for name in names:
+            (files / os.fsdecode(name)).write_bytes(b"is " + name[:1].hex().encode())
+        body = {"ports": [{"name": "In", "alias": "read.Filename"}, {"name": "Out", "alias": "read.String"},
+                          {"name": "Made", "alias": "copy.FilenameOut"}],
+                "operators": [{"id": "read", "operator": "VANTIX.TextFileInput"},
+                              {"id": "copy", "operator": "VANTIX.CopyFileToDirectory",
+                               "values": {"OutputDirectory": str(self.folder / "made")}}]}
+        body["ports"][0]["alias"] = ["read.Filename", "copy.FilenameIn"]
+        model = {"ports": [{"name": "Out", "alias": "each.Out"}, {"name": "Made", "alias": "each.Made"}],
+                 "operators": [{"id": "list", "operator": "VANTIX.MultiFilenameInput",
+                                "values": {"Directory": str(files)}},
+                               {"id": "each", "operator": "VANTIX.Iterator",
+                                "values": {"ExecutionMethod": "OutOfProcessBatch"}, "model": body}],
+                 "connections": [{"from": "list.FilenamesOut", "to": "each.In"}]}
+        outputs = self.outputs(model=self.write("m.tsmx", model))
+        made = [os.fsencode(row["Value"]) for row in outputs["Made"]["Value"]]
+        self.assertEqual(sorted(os.path.basename(name) for name in made), sorted(names))
+        self.assertEqual(sorted(os.listdir(os.fsencode(self.folder / "made"))), sorted(names))
+        self.assertEqual([row["Value"] for row in outputs["Out"]["Value"]],
+                         ["is " + os.path.basename(name)[:1].hex() for name in made])
 
     def test_outputs_without_json_are_told(self):
         body = text_body()

@@ -44,6 +44,12 @@ class DrawTest(ProgramTest):
         refused = self.call("draw", model, "-o", "missing/m.dot")
         self.assertEqual(refused.returncode, 2)
         self.assertTrue(refused.stderr.startswith("error: missing/m.dot: "), refused.stderr)
+        self.assertEqual(self.call("draw", model, "-o", "m.gv").returncode, 0)
+        refused = self.call("draw", model, "-o", "a.b/m.png")
+        self.assertEqual((refused.returncode, refused.stderr),
+                         (2, 'error: a.b/m.png: found the extension ".png", expected .svg or .dot\n'))
+        (self.folder / "a.b").mkdir()
+        self.assertEqual(self.call("draw", model, "-o", "a.b/m").returncode, 0)
 
     def test_without_dot_the_message_tells_what_to_do(self):
         self.env["PATH"] = str(self.folder)

@@ -36,7 +36,7 @@ class EndingTest(ProgramTest):
                 if name.startswith(f".tessera-{run.pid}-") and name.endswith(".tmp")]
 
     def test_signals(self):
-        for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+        for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, 143), (signal.SIGHUP, 129)):
             run = self.start()
             begin = time.monotonic()
             run.send_signal(number)
@@ -44,6 +44,14 @@ class EndingTest(ProgramTest):
             self.assertLess(time.monotonic() - begin, 1.0)
             self.assertEqual(os.listdir(self.target), [])
             self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_a_hangup_that_is_ignored_stays_so(self):
+        run = self.start(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        run.send_signal(signal.SIGHUP)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            run.wait(timeout=1.5)
+        run.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(timeout=10), 143)
 
     def test_the_old_file_stays(self):
         (self.target / "file").write_text("old")

@@ -31,6 +31,25 @@ class ExternalTest(ProgramTest):
         self.assertEqual((self.folder / "log").read_text(encoding="utf-8"), "one\n100% grün\n\ufffd\n")
         self.assertEqual(json.loads(done.stdout)["Outputs"][0]["Data"]["Value"], "one\n100% grün\n\ufffd")
 
+    def test_ports_may_be_described_without_a_type(self):
+        ports = [{"Name": "Word", "SupportedDataName": "String", "SupportedDataNamespace": "VANTIX", "Type": 0},
+                 {"Name": "Out", "SupportedDataName": "File", "SupportedDataNamespace": "VANTIX", "Type": 1,
+                  "OutputFile": True},
+                 {"Name": "OutName", "Type": 0}]
+        sheets = []
+        for information in (ports, {"Type": "VANTIX.Json", "Value": ports}, {str(i): p for i, p in enumerate(ports)}):
+            model = self.write("m.tsmx", {
+                "ports": [{"name": "Said", "alias": "c.ConsoleOutput"}, {"name": "Out", "alias": "c.Out"}],
+                "operators": [{"id": "c", "operator": "VANTIX.CommandLine", "values": {"Word": "w", "OutName": "/o"},
+                               "attributes": {"Executable": "echo", "ArgumentExpression": "$Word $Out",
+                                              "PortInformation": information}}]})
+            done = self.call("run", model, "--quiet")
+            self.assertEqual((done.returncode, done.stderr, done.stdout), (0, "", "Said: w /o \nOut: /o\n"))
+            self.assertEqual(self.call("save", model, "saved.tsmx").returncode, 0)
+            self.assertEqual(self.call("run", "saved.tsmx", "--quiet").stdout, done.stdout)
+            sheets.append(self.call("info", model, "--json").stdout)
+        self.assertEqual(sheets, sheets[:1] * 3)
+
     def test_no_external_refuses_wherever_the_operator_is(self):
         mark = self.folder / "mark"
         inner = {"operators": [command("touch", "touch", "$File", ["File File 0"], File=str(mark))]}

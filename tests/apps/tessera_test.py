@@ -110,6 +110,11 @@ class RunTest(ProgramTest):
             self.assertTrue(done.stderr.splitlines()[-1].startswith(f"error: {name}: "), done.stderr)
         for words in (["run"], ["nothing"], ["run", "m", "--threads", "x"], ["run", "m", "--progress", "loud"]):
             self.assertEqual(self.call(*words).returncode, 2, words)
+        for words, text in ((["descripe", "VANTIX.Report"], 'there is no command "descripe"; did you mean "describe"?'),
+                            (["--quiet", "xyzzy"], 'there is no command "xyzzy"'),
+                            ([], "A subcommand is required")):
+            done = self.call(*words)
+            self.assertEqual((done.returncode, done.stderr), (2, f"error: {text} (see tessera --help)\n"))
 
     def test_messages_and_log_files_are_made_even_where_nothing_was_said(self):
         self.call("run", self.write("m.tsmx", TEXT), "--messages", "said", "--log", "log")
@@ -136,6 +141,40 @@ class RunTest(ProgramTest):
         done = subprocess.run([PROGRAM, "run", path], capture_output=True, text=True, timeout=60, env=self.env,
                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (most, most)))
         self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", "error: There is not enough memory.\n"))
+
+    def test_where_outputs_can_not_be_written_nothing_runs(self):
+        model = self.write("m.tsmx", {"operators": [
+            {"id": "make", "operator": "VANTIX.CreateDirectory", "values": {"DirectoryIn": str(self.folder / "made")}}]})
+        (self.folder / "folder").mkdir()
+        for option in ("--outputs", "--profile"):
+            for name, why in (("missing/out.json", "No such file or directory"), ("folder", "Is a directory"),
+                              ("m.tsmx/out.json", "Not a directory")):
+                done = self.call("run", model, option, name)
+                self.assertEqual((done.returncode, done.stderr), (2, f"error: {name}: can't be written: {why}\n"))
+                self.assertFalse((self.folder / "made").exists(), name)
+        self.assertEqual(self.call("run", model, "--outputs", "folder/out.json").returncode, 0)
+        self.assertTrue((self.folder / "made").exists())
+
+    def test_messages_and_log_on_the_standard_streams_go_where_these_are(self):
+        model = self.write("m.tsmx", {"ports": [{"name": "Out", "alias": "r.Output1"}], "operators": [
+            {"id": "r", "operator": "VANTIX.Report", "values": {"Input1": "x", "ConfigString": "said"}}]})
+        for option, line in (("--log", "said"), ("--messages", None)):
+            with open(self.folder / "all", "w+b") as file:
+                file.write(b"what stands before\n")
+                file.flush()
+                subprocess.run([PROGRAM, "run", model, "--quiet", option, "/dev/stdout"], stdout=file, env=self.env,
+                               timeout=60, check=True)
+            lines = (self.folder / "all").read_text(encoding="utf-8").splitlines()
+            self.assertEqual(lines, ["what stands before"] + ([line] if line else []) + ["Out: x"])
+
+    def test_a_wrong_home_is_told_and_an_empty_one_is_none(self):
+        model = self.write("m.tsmx", TEXT)
+        self.env.update(VANTIX_HOME="", ARCHM="")
+        self.assertEqual(self.call("run", model, "--set", "Data=1").stdout, "Out: 1\n")
+        self.env["VANTIX_HOME"] = "/nowhere"
+        self.assertRegex(self.call("run", model).stderr.splitlines()[0],
+                         r'^warning: VANTIX_HOME is "/nowhere", which is no installation: there is no folder '
+                         r'"/nowhere/lib/[^/]+/plugins"$')
 
     def test_signals_end_the_run_within_a_second(self):
         (self.folder / "fifo").mkdir()
@@ -260,6 +299,12 @@ class CatalogueTest(ProgramTest):
         self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "5").returncode, 0)
         self.assertEqual(self.call("preferences", "get", "batch/num_simul_cmd_sets").stdout, "5\n")
         self.assertEqual(self.call("preferences", "set", "batch/num_simul_cmd_sets", "many").returncode, 2)
+        for words, missing in ((["batch/executor"], "VALUE is"), ([], "NAME and VALUE are")):
+            done = self.call("preferences", "set", *words)
+            self.assertEqual((done.returncode, done.stderr),
+                             (2, f"error: preferences set: {missing} required (see tessera --help)\n"))
+        self.assertEqual(self.call("preferences", "get", "batch/executor").stdout, "local\n")
+        self.assertEqual(self.call("preferences", "set", "batch/run_directory", "").returncode, 0)
         wrong = self.call("preferences", "get", "batch/executr")
         self.assertEqual(wrong.returncode, 2)
         self.assertIn('did you mean "batch/executor"?', wrong.stderr)

@@ -120,7 +120,8 @@ TEST_P(RunBatchOver, AnEmptyListIsDone) { EXPECT_EQ(Run("false", ""), 0); }
 
 TEST_P(RunBatchOver, ProgramsThatAreNotThereAreTold) {
   folder_.Make("job.bcf", R"({"command": ["{A}"]})");
-  folder_.Make("list.bls", "A\n/nowhere/program\n/bin/true\n");
+  // Without a folder they are looked for along PATH.
+  folder_.Make("list.bls", "A\n/nowhere/program\n/bin/true\ntrue\nno-such-program\n");
   BatchOptions options;
   options.job = (folder_ / "job.bcf").string();
   options.list = (folder_ / "list.bls").string();
@@ -128,7 +129,8 @@ TEST_P(RunBatchOver, ProgramsThatAreNotThereAreTold) {
   EXPECT_EQ(RunBatch(options), 1);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "batchprocess: line 1: /nowhere/program: No such file or directory\n"
-            "batchprocess: 1 of 2 lines failed: 1\n");
+            "batchprocess: line 4: no-such-program: No such file or directory\n"
+            "batchprocess: 2 of 4 lines failed: 1, 4\n");
 }
 
 TEST_P(RunBatchOver, WordsAreHandedOnAsTheyAre) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "jsonlib/widetext.h"
+
 namespace korven::jsonlib {
 namespace {
 
@@ -50,6 +52,28 @@ struct EventRow {
   ParseOptions options;
   std::string events;
 };
+
+TEST(ParseEvents, BytesOfFileNamesAreWrittenAndRead) {
+  const std::wstring text = L"a\xDC80\xDCBF\xDCC0\xDCFFz\xE4\x1F600\xD55C";
+  const std::string utf8 = ToUtf8(text);
+  EXPECT_EQ(utf8, "a\xED\xB2\x80\xED\xB2\xBF\xED\xB3\x80\xED\xB3\xBFz\xC3\xA4\xF0\x9F\x98\x80\xED\x95\x9C");
+  EXPECT_EQ(FromUtf8(utf8), text);
+  std::string json;
+  AppendQuoted(json, utf8);
+  EXPECT_EQ(json, R"("a\udc80\udcbf\udcc0\udcffz)"
+                  "\xC3\xA4\xF0\x9F\x98\x80\xED\x95\x9C\"");
+  Recorder recorder;
+  ParseError error;
+  EXPECT_TRUE(ParseEvents(json, recorder, kStrict, error)) << error.text;
+  EXPECT_EQ(recorder.events, "'" + utf8 + "'@" + std::to_string(json.size()));
+  // They come as escapes alone.
+  EXPECT_FALSE(ParseEvents("\"" + utf8 + "\"", recorder, kStrict, error));
+  // What else is no Unicode is told or mended as before.
+  for (const char* lone : {R"("\udc7f")", R"("\udd00")", R"("\ud800")"})
+    EXPECT_FALSE(ParseEvents(lone, recorder, kStrict, error)) << lone;
+  EXPECT_EQ(ToUtf8(L"\xDC7F|\xDD00|\xD800"), "\xEF\xBF\xBD|\xEF\xBF\xBD|\xEF\xBF\xBD");
+  EXPECT_EQ(FromUtf8("\xED\xB2|\xED\xB4\x80|\xED"), L"\xFFFD\xFFFD|\xFFFD\xFFFD\xFFFD|\xFFFD");
+}
 
 TEST(ParseEvents, TellsEventsAndOffsets) {
   const std::vector<EventRow> rows = {

@@ -166,10 +166,9 @@ TEST(Moniker, OfBuiltSystems) {
   };
   for (const auto& row : rows) {
     const std::wstring moniker = Translate(L"KPRJ", CodeOf(row.crs), kMoniker);
-    // The last digit of a length follows from that of the foot; PROJ keeps 15 digits of a parameter.
+    EXPECT_EQ(moniker, row.moniker);
+    // PROJ keeps 15 digits of a parameter that has been written.
     const std::size_t exact = std::min(std::wstring(row.moniker).find(L"6667;"), std::wstring(row.moniker).size());
-    EXPECT_EQ(moniker.substr(0, exact), std::wstring(row.moniker).substr(0, exact));
-    EXPECT_EQ(moniker.size(), std::wstring(row.moniker).size()) << kstr_ToUtf8(moniker);
     if (moniker.empty()) continue;
     // What the moniker makes is the same system again.
     EXPECT_EQ(Translate(kMoniker, moniker, kMoniker), moniker);

@@ -352,7 +352,7 @@ TEST_F(CommandLineTest, ASignalIsAWarning) {
 TEST_F(CommandLineTest, WhatIsNotThereEndsTheRun) {
   Add(L"no-such-program", L"");
   EXPECT_FALSE(host_.Run());
-  EXPECT_EQ(host_.Error(), L"The program \"no-such-program\" was not found; looked in \"\" and PATH.");
+  EXPECT_EQ(host_.Error(), L"The program \"no-such-program\" was not found; looked in PATH.");
 }
 
 TEST_F(CommandLineTest, OutputsAreFilesThatTheProgramWrites) {

@@ -144,7 +144,7 @@ TEST(ExecutableOperator, WhatCantBeStartedIsAMessage) {
       {L"/nowhere/it", L"The program \"/nowhere/it\" does not exist."},
       {plain, L"The program \"" + plain + L"\" is not executable."},
       {L"plain", L"The program \"" + plain + L"\" is not executable."},
-      {folder.Wide(""), L"The program \"" + folder.Wide("") + L"\" does not exist."},
+      {folder.Wide(""), L"\"" + folder.Wide("") + L"\" is a folder, not a program."},
       {lost, L"The program \"" + lost +
                  L"\" could not be started: the interpreter that its first line names does not exist."},
       {odd, L"The program \"" + odd + L"\" could not be started: Exec format error."},

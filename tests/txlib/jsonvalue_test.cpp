@@ -338,6 +338,11 @@ TEST(JsonValue, TellsWhereATextIsMalformed) {
   EXPECT_FALSE(value.Deserialize(std::wstring(L"\"") + static_cast<wchar_t>(0xD800) + L"\""));
   EXPECT_FALSE(value.Deserialize(L""));
   EXPECT_EQ(value, JsonValue(5));
+  // A wide name's byte that is no UTF-8.
+  EXPECT_TRUE(value.Deserialize(L"\"x\\udcffy\""));
+  EXPECT_EQ(value.AsString(), L"x\xDCFFy");
+  EXPECT_EQ(value, JsonValue(L"x\xDCFFy"));
+  EXPECT_EQ(value.SerializeUtf8(), R"("x\udcffy")");
   EXPECT_TRUE(value.Deserialize(L"\"\\ud83d\\ude00\U0001F600\""));
   EXPECT_EQ(value.AsString(), L"\U0001F600\U0001F600");
 }
