@@ -51,11 +51,12 @@ class IteratorModel : public Described<kIterator, Model> {
   }
 
   void OnExecute() override {
-    invalidationHandle_ = AddOnInvalidateCallback([this](const auto&) { executionMethod_.reset(); });
+    // A copy has no method that could be cleared, and there may be millions of them.
     if (IsCopy()) {
       Model::OnExecute();
       return;
     }
+    invalidationHandle_ = AddOnInvalidateCallback([this](const auto&) { executionMethod_.reset(); });
     executionMethod_.reset();
     unsigned count = 1;
     const auto inputs = CollectInputs(count);

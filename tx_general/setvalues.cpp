@@ -155,7 +155,7 @@ class SetTableValues : public Described<kSetTableValues> {
     if (count != 1 && count != rows.GetCount()) SetErrorMessage(L"Invalid number of Values provided.");
     RequireSameSort(*this, *table, *values, L"Values");
 
-    const StackPtr result = GrownTable(*table, *values, table->GetCount(), error);
+    const StackPtr result = TableAround(*table, *values, rows, error);
     result->SetBinFunction(BaseDataStackUtils::GetBinFunctionFromTable(*table));
     RowWriter writer(*result, *values, error);
     const int step = count > 1 ? 1 : 0;

@@ -17,6 +17,30 @@ boost::shared_ptr<typename W::ValueType> ValueThroughScalar(const DataPtr& data)
   return value ? value->GetDataPointer() : nullptr;
 }
 
+std::size_t LayersOf(const Table& table) { return table.IsColorTable() ? table.GetStack().GetLayerCount() : 1; }
+
+/// Ranges that rise, each behind the one before.
+bool AreRising(const RangeListHelper::IndexList& ranges) {
+  bool areRising = true;
+  unsigned next = 0;
+  ranges.ForRanges([&](std::size_t, unsigned first, unsigned last) {
+    areRising = areRising && next <= first && first <= last;
+    next = last + 1;
+  });
+  return areRising;
+}
+
+/// The rows outside of the ranges.
+void CopyRowsAround(Kgda_BaseDataLayer& to, const Kgda_BaseDataLayer& from, const RangeListHelper::IndexList& ranges) {
+  std::int32_t next = 0;
+  const auto copyUpTo = [&](std::int32_t row) { kgda_CopyRows(to, next, from, next, row - next); };
+  ranges.ForRanges([&](std::size_t, unsigned first, unsigned last) {
+    copyUpTo(static_cast<std::int32_t>(first));
+    next = static_cast<std::int32_t>(last) + 1;
+  });
+  copyUpTo(to.rows);
+}
+
 /// Colours whose opacity isn't written down are opaque.
 void AddOpacity(KgdaBaseDataStack& colors) {
   Kgda_BaseDataLayer& layer = colors.AddLayer(colors.GetLayer(0).rows, 1, KgdaFloat64);
@@ -53,9 +77,20 @@ StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, 
   const KgdaBaseDataStack& from = table.GetStack();
   const Kgda_PixelType type = kgda_GetHomogenousPixelType({table.GetNumberType(), values.GetNumberType()});
   const auto result = boost::make_shared<KgdaBaseDataStack>(KgdaBaseDataStack::KindTable);
-  const std::size_t layers = table.IsColorTable() ? from.GetLayerCount() : 1;
-  for (std::size_t i = 0; i < layers; ++i) kgda_AddLayerFrom(*result, from.GetLayer(i), rows, 1, type, error);
+  for (std::size_t i = 0; i < LayersOf(table); ++i) kgda_AddLayerFrom(*result, from.GetLayer(i), rows, 1, type, error);
   error.Check(__LINE__);
+  if (values.IsColorTable() && values.GetStack().GetLayerCount() > result->GetLayerCount()) AddOpacity(*result);
+  return result;
+}
+
+StackPtr TableAround(const Table& table, const Table& values, const RangeListHelper::IndexList& written,
+                     KerrException& error) {
+  const Kgda_PixelType type = table.GetNumberType();
+  const bool isKept = kgda_GetHomogenousPixelType({type, values.GetNumberType()}) == type;
+  if (!isKept || !AreRising(written)) return GrownTable(table, values, table.GetCount(), error);
+  const auto result = boost::make_shared<KgdaBaseDataStack>(KgdaBaseDataStack::KindTable);
+  for (std::size_t i = 0; i < LayersOf(table); ++i)
+    CopyRowsAround(result->AddLayer(table.GetCount(), 1, type), table.GetStack().GetLayer(i), written);
   if (values.IsColorTable() && values.GetStack().GetLayerCount() > result->GetLayerCount()) AddOpacity(*result);
   return result;
 }

@@ -23,6 +23,9 @@ void RequireSameSort(Operator& op, const Table& table, const Table& values, cons
 
 /// A table of that many rows: the first rows of `table`, in a type and as many layers as hold the values too.
 StackPtr GrownTable(const Table& table, const Table& values, std::int32_t rows, KerrException& error);
+/// A table of the same rows and in such a type, of which those that are to be written need not be there yet.
+StackPtr TableAround(const Table& table, const Table& values,
+                     const Tamrin::TesseraBasic::RangeListHelper::IndexList& written, KerrException& error);
 /// Writes rows of the values, which are of the same sort, into rows of the result. The values have to outlive it.
 class RowWriter {
  public:

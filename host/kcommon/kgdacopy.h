@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "kcommon/kgda.h"
 
 /// Copies every element, texts included, into a fresh layer of the same size and type.
@@ -7,4 +10,20 @@ void CopyElements(const Kgda_BaseDataLayer& from, Kgda_BaseDataLayer& to);
 /// True where the rows lie one behind the other.
 inline bool IsContiguous(const Kgda_BaseDataLayer& layer) {
   return layer.rowStride == layer.elementSize * static_cast<std::size_t>(layer.columns);
+}
+
+/// Calls work(begin, count) for the pieces of a long run of elements that are about to be written, the last piece
+/// first. The system clears a fresh huge page around the place that is written first, and last what is nearest to it:
+/// beginning in the middle of a page finds half of it in the cache, beginning at its start very little. Nor does a copy
+/// from this side suffer where source and target differ by a few bytes, as for rows that move by one.
+template <typename Work>
+void ForPiecesFromBehind(std::int64_t count, std::size_t elementSize, const Work& work) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20, kLong = 4 * kPiece;
+  const auto piece = static_cast<std::int64_t>(kPiece / elementSize),
+             some = static_cast<std::int64_t>(kLong / elementSize);
+  while (count > 0) {
+    const std::int64_t now = count > some ? piece : count;
+    count -= now;
+    work(count, now);
+  }
 }

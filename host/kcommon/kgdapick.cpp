@@ -31,6 +31,23 @@ void VisitWidth(Kgda_PixelType type, const Visit& visit) {
   }
 }
 
+/// Into rows that lie one behind the other, of a type whose elements are no pointers.
+void CopyRows(char* to, const char* from, std::size_t size) {
+  ForPiecesFromBehind(static_cast<std::int64_t>(size), 1, [=](std::int64_t begin, std::int64_t count) {
+    std::memcpy(to + begin, from + begin, static_cast<std::size_t>(count));
+  });
+}
+
+/// The element again and again.
+void FillRows(void* to, const void* from, std::int32_t rows, Kgda_PixelType type) {
+  VisitWidth(type, [=](auto element) {
+    using T = decltype(element);
+    ForPiecesFromBehind(rows, sizeof(T), [=](std::int64_t begin, std::int64_t count) {
+      std::fill_n(static_cast<T*>(to) + begin, count, *static_cast<const T*>(from));
+    });
+  });
+}
+
 }  // namespace
 
 void kgda_PickElements(void* to, const void* from, Kgda_PixelType type, const unsigned* indices, std::size_t count) {
@@ -74,16 +91,10 @@ void kgda_CopyRows(Kgda_BaseDataLayer& to, std::int32_t row, const Kgda_BaseData
     void* const target = kgda_ElementPointer(to, row, 0);
     const void* const source = kgda_ElementPointer(from, fromRow, 0);
     if (step == 1) {
-      std::memcpy(target, source, to.rowStride * static_cast<std::size_t>(count));
-      return;
+      return CopyRows(static_cast<char*>(target), static_cast<const char*>(source),
+                      to.rowStride * static_cast<std::size_t>(count));
     }
-    if (step == 0 && to.columns == 1) {
-      VisitWidth(to.pixelType, [=](auto element) {
-        using T = decltype(element);
-        std::fill_n(static_cast<T*>(target), count, *static_cast<const T*>(source));
-      });
-      return;
-    }
+    if (step == 0 && to.columns == 1) return FillRows(target, source, count, to.pixelType);
   }
   for (std::int32_t i = 0; i < count; ++i) kgda_CopyRun(to, row + i, 0, from, fromRow + i * step, 0, to.columns, 1);
 }

@@ -68,6 +68,7 @@ VerticalIndex::VerticalIndex(std::vector<VerticalRow> rows) : rows_(std::move(ro
       const Kprj_ElevationInfo elevation = ElevationOf(row.vertical);
       byDefinition_.emplace(KeyOf(elevation), &row);
       byDatum_.emplace(DatumKey(elevation.datumName, row.vertical.down), &row);
+      if (!deprecated) byName_[NameKey(row.name)].push_back(row.code);
     }
 }
 
@@ -94,6 +95,12 @@ const VerticalRow* VerticalIndex::FindDatum(const std::wstring& datumName, bool 
   return nullptr;
 }
 
+const std::vector<std::string>& VerticalIndex::FindNamed(const std::string& name) const {
+  static const std::vector<std::string> none;
+  const auto found = byName_.find(NameKey(name));
+  return found == byName_.end() ? none : found->second;
+}
+
 CompoundIndex::CompoundIndex(std::vector<CompoundRow> rows) : rows_(std::move(rows)) {
   for (const bool deprecated : {false, true})
     for (const CompoundRow& row : rows_)
@@ -104,20 +111,6 @@ CompoundIndex::CompoundIndex(std::vector<CompoundRow> rows) : rows_(std::move(ro
 
 const CompoundIndex& CompoundIndex::Of(const std::string& registry) {
   return IndexTable::Get<CompoundIndex>(registry, [&] { return proj::GetCalls().CompoundSystems(registry); });
-}
-
-NameIndex::NameIndex(const std::vector<proj::NameRow>& rows) {
-  for (const proj::NameRow& row : rows) byName_[NameKey(row.name)].push_back(row.code);
-}
-
-const NameIndex& NameIndex::Of(const std::string& registry) {
-  return IndexTable::Get<NameIndex>(registry, [&] { return proj::GetCalls().SystemNames(registry); });
-}
-
-const std::vector<std::string>& NameIndex::Find(const std::string& name) const {
-  static const std::vector<std::string> none;
-  const auto found = byName_.find(NameKey(name));
-  return found == byName_.end() ? none : found->second;
 }
 
 const CompoundRow* CompoundIndex::Find(const std::string& horizontalAuthority, const std::string& horizontalCode,

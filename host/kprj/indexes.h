@@ -12,8 +12,8 @@ namespace kprj {
 /// The registries that are searched by definition, in this order.
 inline constexpr const char* kSearched[] = {"EPSG", "ESRI", "IGNF"};
 
-/// The vertical systems of a registry by datum, unit and direction: PROJ finds them by name alone. Read once, on first
-/// need. Any thread.
+/// The vertical systems of a registry by datum, unit and direction: PROJ finds them by name alone, and by the very
+/// name. Read once, on first need. Any thread.
 class VerticalIndex {
  public:
   static const VerticalIndex& Of(const std::string& registry);
@@ -23,6 +23,8 @@ class VerticalIndex {
   /// Any system of that datum, best in that direction.
   const proj::VerticalRow* FindDatum(const std::wstring& datumName, bool down) const;
   const proj::VerticalRow* FindDatumCode(const std::string& code) const;
+  /// Codes of the current ones whose name is this one but for case, signs and what ESRI puts in front.
+  const std::vector<std::string>& FindNamed(const std::string& name) const;
 
  private:
   friend class IndexTable;
@@ -30,6 +32,7 @@ class VerticalIndex {
   std::vector<proj::VerticalRow> rows_;
   std::unordered_map<std::wstring, const proj::VerticalRow*> byDefinition_;
   std::unordered_map<std::wstring, const proj::VerticalRow*> byDatum_;
+  std::unordered_map<std::string, std::vector<std::string>> byName_;
 };
 
 /// The compound systems of a registry by the codes of their parts.
@@ -45,20 +48,6 @@ class CompoundIndex {
   explicit CompoundIndex(std::vector<proj::CompoundRow> rows);
   std::vector<proj::CompoundRow> rows_;
   std::unordered_map<std::string, const proj::CompoundRow*> byParts_;
-};
-
-/// The current systems of a registry by name.
-class NameIndex {
- public:
-  static const NameIndex& Of(const std::string& registry);
-
-  /// Codes of those whose name is this one but for case, signs and what ESRI puts in front.
-  const std::vector<std::string>& Find(const std::string& name) const;
-
- private:
-  friend class IndexTable;
-  explicit NameIndex(const std::vector<proj::NameRow>& rows);
-  std::unordered_map<std::string, std::vector<std::string>> byName_;
 };
 
 /// A system that a registry has, by its parts.

@@ -120,11 +120,6 @@ struct CompoundRow {
   bool deprecated = false;
 };
 
-struct NameRow {
-  std::string code;
-  std::string name;
-};
-
 struct DatumRow {
   std::string name;
   std::string ellipsoid;
@@ -166,8 +161,6 @@ class Calls {
 
   virtual std::vector<std::string> Authorities() const = 0;
   virtual std::vector<std::string> SystemCodes(const std::string& authority) const = 0;
-  /// Without the deprecated ones.
-  virtual std::vector<NameRow> SystemNames(const std::string& authority) const = 0;
   virtual std::vector<VerticalRow> VerticalSystems(const std::string& authority) const = 0;
   virtual std::vector<CompoundRow> CompoundSystems(const std::string& authority) const = 0;
   virtual std::vector<DatumRow> GeodeticDatums() const = 0;

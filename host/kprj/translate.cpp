@@ -19,10 +19,10 @@ namespace {
 
 bool IsFromText(const Record& record) { return !record.text.empty() && !record.source.IsRegistered(); }
 
-/// Of a text that is no compound system.
+/// Of the text of a vertical system.
 std::string SearchedText(const proj::Source& source, const std::string& name, const std::string& text,
                          const std::string& registry) {
-  std::string code = GetCalls().PickByText(source, text, registry, NameIndex::Of(registry).Find(name));
+  std::string code = GetCalls().PickByText(source, text, registry, VerticalIndex::Of(registry).FindNamed(name));
   return code.empty() ? GetCalls().IdentifyText(text, registry) : code;
 }
 
@@ -34,7 +34,7 @@ std::string SearchedVertical(const RecordPtr& record, const std::string& registr
   if (!parts.elevation || IsLocal(*parts.elevation)) return {};
   if (IsFromText(*record)) {
     // Some registries have one definition under two names.
-    const auto& codes = NameIndex::Of(registry).Find(record->facts.name);
+    const auto& codes = VerticalIndex::Of(registry).FindNamed(record->facts.name);
     std::string code = GetCalls().PickByText(record->source, record->text, registry, codes);
     if (!code.empty()) return code;
   }

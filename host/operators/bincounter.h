@@ -42,7 +42,7 @@ class BinCounter {
   int NarrowestFor(double minimum, double maximum, std::int64_t bins) const;
   void Place(int exponent, std::int64_t first);
 
-  static constexpr std::int64_t kRoom = 1024;
+  static constexpr std::int64_t kRoom = 512;  ///< more than are asked for; the tables of several bands share a cache
   bool whole_;
   int exponent_ = 0;        ///< the bins are 2 to this power wide
   std::int64_t first_ = 0;  ///< bin 0 begins at this multiple of the width

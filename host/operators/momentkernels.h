@@ -25,6 +25,9 @@ struct MomentKernels {
   /// Sums, least and greatest of bytes in 16 bits; what is in the arguments already counts.
   void (*summariseBytes)(const std::int16_t* x, std::size_t count, std::int64_t& sum, std::int16_t& minimum,
                          std::int16_t& maximum);
+  /// Adds how often each byte occurs among bytes in 16 bits, signed or not, to the counts of the 256; `count` is at
+  /// most 65535.
+  void (*countBytes)(const std::int16_t* x, std::size_t count, std::uint32_t* counts);
   /// Bytes of pixels of 3 to 8 bands to planes of 16 bits. 8 bytes behind the last may be read, whatever they hold.
   void (*spreadBytes)(const std::uint8_t* pixels, std::size_t bands, std::size_t count, std::int16_t* planes,
                       std::size_t stride);

@@ -170,10 +170,12 @@ class ByteSums : public PlaneSums<std::int16_t> {
         products_(options.products ? bands_ * (bands_ + 1) / 2 : bands_),
         minima_(bands_, kNone),
         maxima_(bands_, std::int16_t{-kNone}),
-        counts_(options.histogram ? bands_ : 0) {}
+        counts_(options.histogram ? bands_ : 0),
+        totals_(counts_.size()) {}
 
   void Finish(Moments& moments) override {
     Flush();
+    for (std::size_t band = 0; band < counts_.size(); ++band) TakeCounts(band);
     if (count_ == 0) return;
     moments.MergeExact(count_, sums_.data(), products_.data());
     for (std::size_t band = 0; band < bands_; ++band) moments.MergeRange(band, minima_[band], maxima_[band]);
@@ -185,7 +187,11 @@ class ByteSums : public PlaneSums<std::int16_t> {
   }
 
   std::vector<BinCounter>& GetHistogram() override {
-    for (std::size_t band = 0; band < counts_.size(); ++band) FlushCounts(band);
+    for (std::size_t band = 0; band < totals_.size(); ++band) {
+      for (std::size_t value = 0; value < kValues; ++value)
+        histogram_[band].CountSame(NumberOf(value), totals_[band][value]);
+      totals_[band] = {};
+    }
     return histogram_;
   }
 
@@ -206,57 +212,51 @@ class ByteSums : public PlaneSums<std::int16_t> {
     count_ += count;
     for (std::size_t band = 0; band < bands_; ++band) {
       const std::int16_t* const plane = PlaneOf(band);
+      if (options_.histogram) {
+        kernels.countBytes(plane, count, counts_[band].data());
+        continue;
+      }
       kernels.summariseBytes(plane, count, sums_[band], minima_[band], maxima_[band]);
       if (!options_.products) kernels.addByteProducts(plane, pixels_, 1, count, &products_[band]);
-      if (options_.histogram) CountBytes(band, count);
+    }
+    uncounted_ += count;
+    constexpr std::uint64_t kBeforeOverflow = std::uint64_t{1} << 31;
+    if (uncounted_ >= kBeforeOverflow) {
+      for (std::size_t band = 0; band < counts_.size(); ++band) TakeCounts(band);
+      uncounted_ = 0;
     }
     if (options_.products) kernels.addByteProducts(planes_.data(), pixels_, bands_, count, products_.data());
   }
 
  private:
   static constexpr std::int16_t kNone = 1000;
-  static constexpr std::size_t kTables = 4;
   static constexpr std::size_t kValues = 256;
-  /// Several tables, so that equal neighbours do not wait for one another.
-  struct Counts {
-    std::array<std::array<std::uint32_t, kValues>, kTables> tables{};
-    std::uint64_t counted = 0;
-  };
 
-  void CountBytes(std::size_t band, std::size_t count) {
-    constexpr std::uint64_t kBeforeOverflow = std::uint64_t{1} << 31;
-    if (counts_[band].counted > kBeforeOverflow) FlushCounts(band);
-    Counts& counts = counts_[band];
-    counts.counted += count;
-    const std::int16_t* const plane = PlaneOf(band);
-    std::size_t k = 0;
-    for (; k + kTables <= count; k += kTables) {
-      std::uint64_t values = 0;  // all of them in one go; which comes first is the same to a count
-      static_assert(sizeof values == kTables * sizeof *plane);
-      std::memcpy(&values, plane + k, sizeof values);
-      ++counts.tables[0][static_cast<std::uint8_t>(values)];
-      ++counts.tables[1][static_cast<std::uint8_t>(values >> 16)];
-      ++counts.tables[2][static_cast<std::uint8_t>(values >> 32)];
-      ++counts.tables[3][static_cast<std::uint8_t>(values >> 48)];
-    }
-    for (; k < count; ++k) ++counts.tables[0][static_cast<std::uint8_t>(plane[k])];
+  int NumberOf(std::size_t value) const {
+    return isSigned_ ? static_cast<std::int8_t>(value) : static_cast<int>(value);
   }
 
-  void FlushCounts(std::size_t band) {
+  /// What was counted tells the sums as well.
+  void TakeCounts(std::size_t band) {
     for (std::size_t value = 0; value < kValues; ++value) {
-      std::uint64_t count = 0;
-      for (const auto& table : counts_[band].tables) count += table[value];
-      const int number = isSigned_ ? static_cast<std::int8_t>(value) : static_cast<int>(value);
-      histogram_[band].CountSame(number, count);
+      const std::int64_t count = counts_[band][value], number = NumberOf(value);
+      if (count == 0) continue;
+      totals_[band][value] += static_cast<std::uint64_t>(count);
+      sums_[band] += count * number;
+      if (!options_.products) products_[band] += count * number * number;
+      minima_[band] = std::min(minima_[band], static_cast<std::int16_t>(number));
+      maxima_[band] = std::max(maxima_[band], static_cast<std::int16_t>(number));
     }
-    counts_[band] = Counts();
+    counts_[band] = {};
   }
 
   bool isSigned_;
   std::uint64_t count_ = 0;
   std::vector<std::int64_t> sums_, products_;
   std::vector<std::int16_t> minima_, maxima_;
-  std::vector<Counts> counts_;
+  std::vector<std::array<std::uint32_t, kValues>> counts_;  ///< of each band, since they were taken
+  std::vector<std::array<std::uint64_t, kValues>> totals_;
+  std::uint64_t uncounted_ = 0;  ///< pixels that the counts may hold
 };
 
 /// All other numbers, as doubles. Each tile is taken away from a value near its means, found in the one before.

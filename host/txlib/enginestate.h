@@ -125,7 +125,8 @@ template <typename Callback>
 class CallbackList {
  public:
   CallbackHandle Add(std::mutex& mutex, const Callback& callback) {
-    const auto entry = boost::make_shared<Callback>(callback);
+    // Not in one block with its counts, which stay as long as the entry does: the callback goes with its handle.
+    const boost::shared_ptr<Callback> entry(new Callback(callback));
     const std::lock_guard lock(mutex);
     entries_.emplace_back(entry);
     return entry;
@@ -254,12 +255,18 @@ class ModelState {
   boost::weak_ptr<Operator> origin;
   bool openable = true;
   bool allowsReflection = true;
-  std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last
   unsigned levels = 1;  ///< of models from this one downwards; more than there are where some were removed
-  std::wstring processName;
-  std::wstring processNamespace;
+  /// What only few models have.
+  struct Extras {
+    std::wstring processName;
+    std::wstring processNamespace;
+    std::vector<boost::weak_ptr<const std::wstring>> alternateModes;  ///< their codes, the newest last
+  };
+  Extras& OwnExtras();
+  const Extras& GetExtras() const;
 
  private:
+  std::unique_ptr<Extras> extras_;
   std::atomic<Temporaries*> temporaries_{nullptr};
   std::atomic<bool> hasEnvironment_{false};
   boost::shared_ptr<ExecutionEnvironment> environment_;

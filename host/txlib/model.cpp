@@ -93,6 +93,16 @@ void Model::OnExecute() {
   for (const auto& end : ends) end->Execute();
 }
 
+ModelState::Extras& ModelState::OwnExtras() {
+  if (!extras_) extras_ = std::make_unique<Extras>();
+  return *extras_;
+}
+
+const ModelState::Extras& ModelState::GetExtras() const {
+  static const Extras none;
+  return extras_ ? *extras_ : none;
+}
+
 const std::vector<Operator*>& ModelState::GetEnds(const Model& model) {
   if (!ends) {
     ends.emplace();
@@ -259,23 +269,25 @@ unsigned Model::GetNumThreads() const { return GetEnvironment()->GetNumThreads()
 void Model::SetIsOpenable(bool openable) { modelState_->openable = openable; }
 bool Model::IsOpenable() const { return modelState_->openable; }
 void Model::SetAllowsReflection(bool allows) { modelState_->allowsReflection = allows; }
-void Model::SetProcessName(const std::wstring& name) { modelState_->processName = name; }
-void Model::SetProcessNamespace(const std::wstring& nameSpace) { modelState_->processNamespace = nameSpace; }
-std::wstring Model::GetProcessName() const { return modelState_->processName; }
-std::wstring Model::GetProcessNamespace() const { return modelState_->processNamespace; }
+void Model::SetProcessName(const std::wstring& name) { modelState_->OwnExtras().processName = name; }
+void Model::SetProcessNamespace(const std::wstring& nameSpace) {
+  modelState_->OwnExtras().processNamespace = nameSpace;
+}
+std::wstring Model::GetProcessName() const { return modelState_->GetExtras().processName; }
+std::wstring Model::GetProcessNamespace() const { return modelState_->GetExtras().processNamespace; }
 boost::shared_ptr<void> Model::SetAlternateMode(const std::wstring& code) {
-  auto& modes = modelState_->alternateModes;
+  auto& modes = modelState_->OwnExtras().alternateModes;
   std::erase_if(modes, [](const auto& mode) { return mode.expired(); });
   const auto guard = boost::make_shared<std::wstring>(code);
   modes.push_back(guard);
   return guard;
 }
 bool Model::IsAlternateMode() const {
-  const auto& modes = modelState_->alternateModes;
+  const auto& modes = modelState_->GetExtras().alternateModes;
   return std::any_of(modes.begin(), modes.end(), [](const auto& mode) { return !mode.expired(); });
 }
 std::wstring Model::GetAlternateMode() const {
-  const auto& modes = modelState_->alternateModes;
+  const auto& modes = modelState_->GetExtras().alternateModes;
   for (auto mode = modes.rbegin(); mode != modes.rend(); ++mode) {
     if (const auto code = mode->lock()) return *code;
   }

@@ -147,6 +147,19 @@ TEST(Element, IsRoundedAndClampedWhenItIsStored) {
   }
 }
 
+/// Many are converted at once, those that are left over one by one.
+TEST(Element, IsRoundedAndClampedWhereverItStands) {
+  constexpr std::int32_t kCount = 37;
+  for (const StoreRow& row : kStoreRows) {
+    KgdaBaseDataStack stack;
+    Kgda_BaseDataLayer& layer = stack.AddLayer(1, kCount, KgdaFloat64);
+    std::fill_n(static_cast<double*>(layer.data), kCount, row.given);
+    const KgdaBaseDataStack converted = kgda_ConvertStack(stack, row.type);
+    for (std::int32_t column = 0; column < kCount; ++column)
+      ExpectSame(kgda_ElementAsDouble(converted.GetLayer(0), 0, column), row.kept, row);
+  }
+}
+
 TEST(Element, IsRoundedAndClampedWhenAStackIsConverted) {
   for (const StoreRow& row : kStoreRows) {
     KgdaBaseDataStack stack;

@@ -7,7 +7,6 @@
 
 using kprj::proj::CompoundRow;
 using kprj::proj::DatumRow;
-using kprj::proj::NameRow;
 using kprj::proj::VerticalRow;
 
 namespace {
@@ -45,15 +44,6 @@ std::vector<std::string> SystemCodeList(const std::string& authority) {
   std::vector<std::string> codes = CodesOf(authority, PJ_TYPE_CRS);
   codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
   return codes;
-}
-
-std::vector<NameRow> NameList(const std::string& authority) {
-  int count = 0;
-  PROJ_CRS_INFO** const list = ::proj_get_crs_info_list_from_database(Context(), authority.c_str(), nullptr, &count);
-  std::vector<NameRow> rows;
-  for (int i = 0; i < count; ++i) rows.push_back({TextOf(list[i]->code), TextOf(list[i]->name)});
-  ::proj_crs_info_list_destroy(list);
-  return rows;
 }
 
 std::vector<VerticalRow> VerticalList(const std::string& authority) {

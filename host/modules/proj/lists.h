@@ -4,7 +4,6 @@
 
 std::vector<std::string> AuthorityList();
 std::vector<std::string> SystemCodeList(const std::string& authority);
-std::vector<kprj::proj::NameRow> NameList(const std::string& authority);
 std::vector<kprj::proj::VerticalRow> VerticalList(const std::string& authority);
 std::vector<kprj::proj::CompoundRow> CompoundList(const std::string& authority);
 std::vector<kprj::proj::DatumRow> GeodeticDatumList();

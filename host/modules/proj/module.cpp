@@ -88,7 +88,6 @@ class ProjCalls final : public Calls {
   std::vector<std::string> SystemCodes(const std::string& authority) const override {
     return SystemCodeList(authority);
   }
-  std::vector<NameRow> SystemNames(const std::string& authority) const override { return NameList(authority); }
   std::vector<VerticalRow> VerticalSystems(const std::string& authority) const override {
     return VerticalList(authority);
   }
