@@ -58,8 +58,11 @@ TablePtr JoinTables(const std::vector<TablePtr>& tables, std::int32_t total) {
   const auto type = kgda_GetHomogenousPixelType(types);
   if (type > KgdaFloat64 && type != KgdaString) return nullptr;
   const auto joined = Tamrin::TesseraBasic::CreateTable(total, type);
-  std::int32_t row = 0;
-  for (const auto& table : tables) {
+  std::int32_t row = total;
+  // From behind, as all large runs of fresh memory are filled.
+  for (auto place = tables.rbegin(); place != tables.rend(); ++place) {
+    const TablePtr& table = *place;
+    row -= table->GetCount();
     if (type == KgdaString) {
       SetTable(*joined, row, *table);
     } else if (table->GetCount() > 0) {
@@ -68,7 +71,6 @@ TablePtr JoinTables(const std::vector<TablePtr>& tables, std::int32_t total) {
       std::memcpy(static_cast<char*>(joined->GetRawData()) + size * static_cast<std::size_t>(row), same->GetRawData(),
                   size * static_cast<std::size_t>(same->GetCount()));
     }
-    row += table->GetCount();
   }
   return joined;
 }

