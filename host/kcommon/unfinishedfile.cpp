@@ -16,6 +16,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
@@ -95,15 +96,20 @@ FileDescriptor MakeLocked(const std::string& folder, const char* kind, std::stri
   if (isNewFolder) RemoveStale(folder);
   const std::lock_guard lock(registry.mutex);
   for (;;) {
-    const std::string name = folder + NameOf(::getpid(), registry.counter++, kind);
+    std::string name = folder + NameOf(::getpid(), registry.counter++, kind);
+    // Noted before it is made: afterwards memory might give out.
+    const auto noted = registry.paths.insert(name).first;
     const int made = make(name);
+    if (made >= 0) {
+      ::flock(made, LOCK_EX | LOCK_NB);
+      path = std::move(name);
+      return FileDescriptor(made);
+    }
+    const int failure = errno;
+    registry.paths.erase(noted);
+    errno = failure;
     // A name that is taken is what a killed process of the same number left.
-    if (made < 0 && errno == EEXIST) continue;
-    if (made < 0) return FileDescriptor(made);
-    ::flock(made, LOCK_EX | LOCK_NB);
-    registry.paths.insert(name);
-    path = name;
-    return FileDescriptor(made);
+    if (failure != EEXIST) return FileDescriptor(made);
   }
 }
 
@@ -113,8 +119,7 @@ int MakeFolder(const std::string& path) {
   if (folder >= 0) return folder;
   const int failure = errno;
   ::rmdir(path.c_str());
-  // A name can't be taken any more, and is not to be tried again.
-  errno = failure == EEXIST ? EIO : failure;
+  errno = failure;
   return -1;
 }
 

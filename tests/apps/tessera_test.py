@@ -140,7 +140,7 @@ class RunTest(ProgramTest):
         most = 150_000_000
         done = subprocess.run([PROGRAM, "run", path], capture_output=True, text=True, timeout=60, env=self.env,
                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (most, most)))
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", "error: There is not enough memory.\n"))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", f"error: {path}: There is not enough memory.\n"))
 
     def test_where_outputs_can_not_be_written_nothing_runs(self):
         model = self.write("m.tsmx", {"operators": [
