@@ -2,9 +2,10 @@
 
 #include <string>
 
-/// A new folder beside a file that is to be written, `.tessera-PID-N.dir`: for formats that have several files, which are
-/// made in it under their own names and then renamed. It goes with the object, with what is in it; where its process is
-/// killed, the next write of kfio or of this class beside it takes it away. One object is used by one thread at a time.
+/// A new folder beside a file that is to be written, `.tessera-PID-N.dir`: for formats that have several files, which
+/// are made in it under their own names and then renamed. It goes with the object, with what is in it; where its
+/// process is killed, the next write of kfio or of this class beside it takes it away. One object is used by one thread
+/// at a time.
 class UnfinishedFolder {
  public:
   /// `target` is a wide file name, whose folder exists.

@@ -350,7 +350,10 @@ TEST(WriteFile, TakesAwayWhatDeadProcessesLeft) {
   folder.Make(head + "-17.tmp", "half");
   fs::permissions(folder / (head + "-17.tmp"), fs::perms::owner_read);
   const std::vector<std::string> kept = {".tessera-" + std::to_string(::getppid()) + "-0.tmp",  // it is alive
-                                         head + "-locked.tmp", head + "-0.tmp.txt", head + "-00.tmp", head + "-0.dirs",
+                                         head + "-locked.tmp",
+                                         head + "-0.tmp.txt",
+                                         head + "-00.tmp",
+                                         head + "-0.dirs",
                                          ".tessera-0-0.tmp"};
   for (const auto& name : kept) folder.Make(name, "half");
   fs::create_directories(folder / (head + "-18.dir") / "part");
