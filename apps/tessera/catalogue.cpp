@@ -75,7 +75,7 @@ int List(const Arguments& arguments) {
         Print((categories.size() > 1 ? L"  " : L"") + entry.proxy->GetName());
     }
   }
-  for (const std::wstring& problem : PluginManager::Instance().GetProblems()) PrintError(L"warning: " + problem);
+  PrintPluginProblems();
   return kDone;
 }
 
@@ -86,6 +86,7 @@ int Describe(const Arguments& arguments) {
   const auto op = isDotted ? OperatorFactory::Create(name.substr(0, stop), name.substr(stop + 1))
                            : OperatorFactory::Create(L"VANTIX", name);
   if (!op) {
+    PrintPluginProblems();
     const std::wstring nearest = kstr_NearestName(isDotted ? name : L"VANTIX." + name, OperatorFactory::GetNames());
     throw Refusal(L"there is no operator \"" + name + L"\"" +
                   (nearest.empty() ? L"" : L"; did you mean \"" + nearest + L"\"?"));

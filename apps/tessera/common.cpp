@@ -7,11 +7,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "kcommon/kfio.h"
 #include "kcommon/kfnp.h"
 #include "kcommon/kstr.h"
 #include "korvenlog/exception.h"
+#include "plugin/pluginmanager.h"
 #include "program.h"
 #include "progress.h"
 #include "txlib/datajson.h"
@@ -21,6 +23,7 @@
 namespace TesseraProgram {
 
 using namespace Tamrin::Tessera;
+using korven::plugin::PluginManager;
 
 namespace {
 
@@ -111,6 +114,12 @@ std::string ReadModelBytes(const std::string& model) {
   }
 }
 
+void PrintPluginProblems() {
+  static bool told = false;
+  if (std::exchange(told, true)) return;
+  for (const std::wstring& problem : PluginManager::Instance().GetProblems()) PrintError(L"warning: " + problem);
+}
+
 boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
   try {
     boost::shared_ptr<Model> opened;
@@ -128,13 +137,16 @@ boost::shared_ptr<Model> OpenModel(const std::string& model, bool quiet) {
       for (const auto& op : opened->GetAllOperators(true)) {
         if (&Model::GetVisible(*op) != op.get()) continue;
         const std::wstring why = WhatIsMissing(*op);
-        if (!why.empty()) PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
+        if (why.empty()) continue;
+        PrintPluginProblems();
+        PrintError(L"warning: " + WideWord(model) + L": " + op->GetDisplayName() + L": " + why);
       }
     }
     return opened;
   } catch (const Refusal&) {
     throw;
   } catch (const DocumentException& exception) {
+    PrintPluginProblems();
     const auto& problems = exception.GetProblems();
     std::vector<DocumentProblem> shown(problems.begin(), problems.end());
     const auto last = std::find_if(shown.rbegin(), shown.rend(), [](const auto& p) { return !p.warning; });

@@ -120,6 +120,7 @@ int Check(const Arguments& arguments) {
     JsonValue effects(JsonValueType::Array);
     if (model) TellEffects(name, *model, arguments.json ? &effects : nullptr);
     if (arguments.json) documents.Append(ProblemsToJson(name, problems, std::move(effects)));
+    if (!problems.empty()) PrintPluginProblems();
     PrintProblems(name, problems);
   }
   if (arguments.json) {

@@ -60,6 +60,8 @@ void FlushOutput();
 void Print(const std::wstring& text);
 void PrintError(const std::wstring& text);
 void PrintJson(const JsonValue& json);
+/// Warns, once, of plug-ins that can't be used: what a document or a call misses may be theirs.
+void PrintPluginProblems();
 /// Tells each fault on a line of its own.
 void PrintProblems(const std::string& file, const std::vector<Tamrin::Tessera::DocumentProblem>& problems);
 /// Bytes of a document, "-" being standard input.

@@ -26,7 +26,11 @@ def start_cluster():
         raise unittest.SkipTest(why)
     cluster = slurmcluster.Cluster(nodes=2, processors=4, array_size=ARRAY_SIZE)
     unittest.addModuleCleanup(cluster.stop)
-    cluster.start()
+    try:
+        cluster.start()
+    except slurmcluster.Unavailable as failure:
+        print(f"skipped: {failure}")
+        raise unittest.SkipTest(str(failure))
 
 
 class SlurmCase(ProgramTest):

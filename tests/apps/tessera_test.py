@@ -134,6 +134,22 @@ class RunTest(ProgramTest):
         self.assertEqual((done.returncode, done.stderr),
                          (2, "error: standard output can't be written: No space left on device\n"))
 
+    def test_plugins_that_can_not_be_used_are_told_where_something_is_missed(self):
+        plugin = self.folder / "plugins" / "broken.so"
+        plugin.parent.mkdir()
+        plugin.write_text("no library")
+        self.env["VANTIX_PLUGIN_PATH"] = str(plugin.parent)
+        told = f'warning: Plug-in "{plugin}" can\'t be loaded: '
+        good = self.write("good.tsmx", TEXT)
+        bad = self.write("bad.tsmx", {"operators": [{"id": "mine", "operator": "MINE.Own"}, {"id": "more", "operator": "MINE.More"}]})
+        faulty = self.write("faulty.tsmx", {"operators": [{"id": "mine"}]})
+        for words in (("run", bad), ("check", bad), ("check", faulty), ("run", faulty), ("describe", "MINE.Own"), ("list",)):
+            lines = self.call(*words).stderr.splitlines()
+            self.assertTrue(lines[0].startswith(told), lines)
+            self.assertEqual(sum(line.startswith(told) for line in lines), 1)
+        for words in (("run", good), ("check", good)):
+            self.assertEqual((self.call(*words).returncode, self.call(*words).stderr), (0, ""))
+
     def test_memory_that_gives_out_is_told(self):
         path = self.write("large.tsmx", {"operators": [{"id": "o", "operator": "VANTIX.ToString",
                                                         "values": {"Data": "x" * 40_000_000}}]})

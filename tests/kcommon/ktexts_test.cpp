@@ -217,6 +217,15 @@ TEST(NearestName, GivesTheNearestOrNone) {
   EXPECT_EQ(kstr_NearestName(L"bat", {L"cat", L"rat"}), L"cat");
 }
 
+TEST(NearestName, ANamespaceMakesNothingNearer) {
+  const std::vector<std::wstring> names = {L"VANTIX.Bool", L"VANTIX.ToString", L"VANTIX.Eq"};
+  for (const wchar_t* const far : {L"VANTIX.Nope", L"VANTIX.", L"VANTIX.Go", L"VANTIX.x"})
+    EXPECT_EQ(kstr_NearestName(far, names), L"") << kstr_ToUtf8(far);
+  for (const wchar_t* const near : {L"VANTIX.ToStrin", L"VANTX.ToString", L"vantix.tostring"})
+    EXPECT_EQ(kstr_NearestName(near, names), L"VANTIX.ToString") << kstr_ToUtf8(near);
+  EXPECT_EQ(kstr_NearestName(L"VANTX.Eq", names), L"VANTIX.Eq");
+}
+
 TEST(Case, FollowsTheSimpleMapping) {
   const struct {
     std::wstring lower;

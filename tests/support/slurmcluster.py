@@ -6,7 +6,7 @@ it holds a cluster until its standard input ends:
 
     slurmcluster.py [--nodes N] [--processors N] [--array-size N]
 
-prints SLURM_CONF=FILE once the nodes are up, or "missing: WHY" where there is no Slurm, which is no failure.
+prints SLURM_CONF=FILE once the nodes are up, or "missing: WHY" where there is no Slurm, or it doesn't run, which is no failure.
 
 Needs slurm-wlm and munge (script/bootstrap --cluster). The daemons run in the foreground, die with this process, and
 listen on this machine alone where its name leads there.
@@ -45,6 +45,10 @@ def is_gone(process):
         return pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()[0] == "Z"
     except OSError:
         return True
+
+
+class Unavailable(RuntimeError):
+    """A daemon doesn't run on this machine, such as without control groups."""
 
 
 class Cluster:
@@ -121,7 +125,15 @@ class Cluster:
         self.start_controller()
         for name in self.names:
             self.start_node(name)
-        self.wait("the nodes were not up", lambda: self.are_up(self.names))
+        self.wait("the nodes were not up", lambda: self.are_up(self.names) or self.require_daemons())
+
+    def require_daemons(self):
+        """Raises where a daemon has ended: there is no use in waiting for it."""
+        for name, daemon in self.daemons.items():
+            if daemon.poll() is not None:
+                said = (self.folder / f"{name}.out").read_text(encoding="utf-8", errors="replace").splitlines()
+                why = [line for line in said if "error" in line.lower()] or said or ["it said nothing"]
+                raise Unavailable(f"{name} of the cluster ended: {'; '.join(why[:3])}")
 
     def stop(self):
         if "controller" in self.daemons:
@@ -228,9 +240,12 @@ def main():
     if why:
         print(f"missing: {why}", flush=True)
         return
-    with Cluster(arguments.nodes, arguments.processors, arguments.array_size) as cluster:
-        print(f"SLURM_CONF={cluster.conf}", flush=True)
-        sys.stdin.read()
+    try:
+        with Cluster(arguments.nodes, arguments.processors, arguments.array_size) as cluster:
+            print(f"SLURM_CONF={cluster.conf}", flush=True)
+            sys.stdin.read()
+    except Unavailable as failure:
+        print(f"missing: {failure}", flush=True)
 
 
 if __name__ == "__main__":
