@@ -16,6 +16,13 @@
 // Iterators in iterators, pulls into and out of the copies, and cancelling.
 namespace {
 
+/// A second is promised of a machine that has nothing else to do. A run that goes on takes longer than these bounds.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr auto kSoon = std::chrono::seconds(20);
+#else
+constexpr auto kSoon = std::chrono::seconds(3);
+#endif
+
 using namespace testing_support;
 using Tamrin::TesseraBasic::DirectedDataRequest;
 using ::testing::ElementsAre;
@@ -328,7 +335,7 @@ void ExpectCancelled(Loop& loop, unsigned threads, const DataPtr& items) {
   const auto ended = Clock::now();
   const int begunAtTheEnd = begun;
   canceller.join();
-  EXPECT_LT(ended - cancelled, std::chrono::seconds(1));
+  EXPECT_LT(ended - cancelled, kSoon);
   EXPECT_GE(begunAtTheEnd, 1000);
   EXPECT_LT(begunAtTheEnd, 9000);
   EXPECT_EQ(inside, 0);
@@ -339,7 +346,7 @@ void ExpectCancelled(Loop& loop, unsigned threads, const DataPtr& items) {
   EXPECT_TRUE(loop.host.Messages(tessera::Issue::Error).empty());
 }
 
-TEST(IteratorThreads, CancellingInTheMiddleEndsWithinASecond) {
+TEST(IteratorThreads, CancellingInTheMiddleEndsSoon) {
   for (const auto& driver : Drivers()) {
     SCOPED_TRACE(Title(driver));
     Loop loop(driver.method, driver.threads);
@@ -347,7 +354,7 @@ TEST(IteratorThreads, CancellingInTheMiddleEndsWithinASecond) {
   }
 }
 
-TEST(IteratorThreads, CancellingNestedIteratorsEndsWithinASecond) {
+TEST(IteratorThreads, CancellingNestedIteratorsEndsSoon) {
   for (const auto& pair : Pairs()) {
     SCOPED_TRACE(Title(pair));
     Loop loop = Loop::Nested(pair.outer.method, pair.inner, pair.outer.threads);
@@ -355,7 +362,7 @@ TEST(IteratorThreads, CancellingNestedIteratorsEndsWithinASecond) {
   }
 }
 
-TEST(IteratorThreads, CancellingWhileTheCopiesAreMadeEndsWithinASecond) {
+TEST(IteratorThreads, CancellingWhileTheCopiesAreMadeEndsSoon) {
   for (const wchar_t* method : {L"InProcessSerial", L"InProcessParallel"}) {
     Loop loop(method);
     const auto source = Feed(loop, Numbers(1'000'000));
@@ -368,7 +375,7 @@ TEST(IteratorThreads, CancellingWhileTheCopiesAreMadeEndsWithinASecond) {
     EXPECT_THROW(loop.host.GetModel()->Execute(), tessera::CancelledException);
     const auto ended = std::chrono::steady_clock::now();
     canceller.join();
-    EXPECT_LT(ended - cancelled, std::chrono::seconds(1));
+    EXPECT_LT(ended - cancelled, kSoon);
   }
 }
 
