@@ -213,8 +213,8 @@ std::wstring kstr_ShortestDouble(double value) {
 
 std::wstring kstr_NearestName(const std::wstring& name, const std::vector<std::wstring>& names) {
   const std::wstring wanted = ktxt_tolower(name);
-  // A third of the letters may differ, three at most; nothing is near a text that shares no letter with it. A namespace,
-  // which is mostly the right one, makes no other name nearer.
+  // A third of the letters may differ, three at most; nothing is near a text that shares no letter with it. A
+  // namespace, which is mostly the right one, makes no other name nearer.
   const std::size_t letters = wanted.size() - (wanted.rfind(L'.') + 1);
   std::size_t limit = std::min<std::size_t>(3, (letters + 2) / 3);
   if (limit >= letters) limit = 0;
