@@ -69,7 +69,7 @@ void RemoveFolder(const std::string& folder) noexcept {
     try {
       std::error_code error;
       fs::remove_all(folder, error);
-      if (error != std::errc::directory_not_empty) return;
+      if (error != std::errc::directory_not_empty && error != std::errc::not_enough_memory) return;
     } catch (const std::bad_alloc&) {  // NOLINT: tried again
     }
   }

@@ -211,7 +211,7 @@ class Allocations : public ::testing::Test {
       if (HasFailure()) return;
     }
     // A run of this size has at least so many; fewer would mean that nothing is counted.
-    EXPECT_GT(at, source == Source::New ? 500u : 10u);
+    EXPECT_GT(at, source == Source::New ? 500u : first + stride);
   }
 
   const unsigned threads_;
@@ -227,6 +227,7 @@ class AllocationsOnThreads : public Allocations {
 };
 
 constexpr std::uint64_t kStride = 7;
+constexpr const char* kEachOfC = "to repeat: script/torture --only allocations";
 
 #define FAIL_THROUGH_A_RUN(source, extent)                                               \
   for (Rounds rounds("allocations", 1); rounds.Next() && !HasFailure() && !IsSkipped();) \
@@ -234,8 +235,9 @@ constexpr std::uint64_t kStride = 7;
 
 TEST_F(Allocations, OneOfCxxFails) { FAIL_THROUGH_A_RUN(Source::New, Extent::One); }
 TEST_F(Allocations, AllOfCxxFailFromThereOn) { FAIL_THROUGH_A_RUN(Source::New, Extent::AllFromThere); }
-TEST_F(Allocations, OneOfCFails) { FAIL_THROUGH_A_RUN(Source::Malloc, Extent::One); }
-TEST_F(Allocations, AllOfCFailFromThereOn) { FAIL_THROUGH_A_RUN(Source::Malloc, Extent::AllFromThere); }
+// There are so few that each has its turn.
+TEST_F(Allocations, OneOfCFails) { FailThroughARun(Source::Malloc, Extent::One, kEachOfC, 1, 1); }
+TEST_F(Allocations, AllOfCFailFromThereOn) { FailThroughARun(Source::Malloc, Extent::AllFromThere, kEachOfC, 1, 1); }
 TEST_F(AllocationsOnThreads, OneOfCxxFails) { FAIL_THROUGH_A_RUN(Source::New, Extent::One); }
 
 // The first run of a process: what is made once for all, fails while it is made. A process for each.
