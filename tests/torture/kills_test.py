@@ -1,11 +1,12 @@
 """Runs that are killed at any moment leave files whole, locks free, no process, and nothing for ever."""
 import json
 import os
+import random
 import signal
 import time
 import unittest
 
-from torture import TortureTest
+from torture import SECONDS, TortureTest
 
 ROWS = 40_000
 
@@ -95,35 +96,41 @@ class KillsTest(TortureTest):
         self.assert_clean_after_the_next_start(*words)
 
     def test_rasters(self):
-        """Killed runs leave the old raster or the new one, whole, and what they left goes; ended ones leave nothing."""
+        """Runs that are killed while they write leave the old raster, whole, and what they left goes; ended ones leave nothing."""
         with open(self.folder / "scene.pgm", "wb") as scene:
-            scene.write(b"P5 3000 3000 255\n" + bytes(range(250)) * 36_000)
+            scene.write(b"P5 3000 3000 255\n" + random.Random(1).randbytes(9_000_000))
         target = self.target / "scene.tif"
         model = self.write("raster.tsmx", {"operators": [
             {"id": "write", "operator": "VANTIX.RasterFileOutput",
-             "values": {"Filename": str(target), "RasterIn": str(self.folder / "scene.pgm")}}]})
+             "values": {"Filename": str(target), "RasterIn": str(self.folder / "scene.pgm"),
+                        "CreationOptions": ["COMPRESS=DEFLATE", "ZLEVEL=9"]}}]})
         words = ("run", model, "--quiet")
-        longest = self.duration(*words) * 1.2
+        self.duration(*words)
         whole = target.read_bytes()
-        self.assertGreater(len(whole), 9_000_000)
+        self.assertGreater(len(whole), 5_000_000)
+        hits = {signal.SIGKILL: 0, signal.SIGTERM: 0}
 
         def once(dice):
             old = dice.choice([b"old", None])
             target.unlink(missing_ok=True)
             if old:
                 target.write_bytes(old)
+            number = dice.choice(list(hits))
             run = self.start(*words)
-            time.sleep(dice.random() * longest)
-            is_killed = dice.random() < 0.7
-            run.send_signal(signal.SIGKILL if is_killed else signal.SIGTERM)
-            run.wait(timeout=20)
+            mine = f"-{run.pid}-"
+            while not any(mine in name for name in self.leftovers(self.target)) and run.poll() is None:
+                time.sleep(0.001)
+            time.sleep(dice.random() * 0.1)
+            run.send_signal(number)
+            hits[number] += run.wait(timeout=20) != 0
             self.assertIn(target.read_bytes() if target.exists() else None, (old, whole))
-            if not is_killed:
-                self.assertEqual([name for name in self.leftovers(self.target) if f"-{run.pid}-" in name], [])
+            if number == signal.SIGTERM:
+                self.assertEqual([name for name in self.leftovers(self.target) if mine in name], [])
             if dice.random() < 0.3:
                 self.assert_clean_after_the_next_start(*words)
 
-        self.repeat(20, once, seconds=8)
+        self.repeat(12, once, seconds=8)
+        self.assertTrue(all(hits.values()) or SECONDS, f"too few runs were hit in the middle: {hits}")
         self.assert_clean_after_the_next_start(*words)
 
     def test_locks(self):
