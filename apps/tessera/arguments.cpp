@@ -178,20 +178,6 @@ bool CompleteRun(const CLI::App& run, Arguments& a, int& status) {
   return false;
 }
 
-}  // namespace
-
-int Completion(const Arguments& arguments) {
-  WriteOutput(CompletionFor(GetProgramFacts(), arguments.shell));
-  return kDone;
-}
-
-int Manual(const Arguments&) {
-  WriteOutput(ManualPage(GetProgramFacts()));
-  return kDone;
-}
-
-namespace {
-
 /// Where the call has a command that there is none of; empty otherwise.
 std::string WrongCommand(const CLI::App& app, int count, char** words) {
   if (!app.get_subcommands().empty()) return {};
@@ -215,6 +201,16 @@ bool CompletePreferences(const CLI::App& preferences, const Arguments& a, int& s
 }
 
 }  // namespace
+
+int Completion(const Arguments& arguments) {
+  WriteOutput(CompletionFor(GetProgramFacts(), arguments.shell));
+  return kDone;
+}
+
+int Manual(const Arguments&) {
+  WriteOutput(ManualPage(GetProgramFacts()));
+  return kDone;
+}
 
 bool ReadArguments(int count, char** words, Arguments& arguments, int& status) {
   CLI::App app;

@@ -151,10 +151,6 @@ void WriteSvg(const std::string& dot, const std::string& output) {
   kfio::WriteBytes(name, kfio::ReadBytes(picture.Name()));
 }
 
-}  // namespace
-
-namespace {
-
 /// A name without an extension, such as that of a pipe, takes DOT text.
 void RequireKnownForm(const std::string& output) {
   const std::size_t slash = output.rfind('/');
