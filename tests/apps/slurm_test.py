@@ -46,7 +46,7 @@ class SlurmTest(SlurmCase):
                                "batchprocess: line 1: never started: PartitionConfig (2 tasks)\n"
                                "batchprocess: line 2: never started: PartitionConfig (2 tasks)\n"
                                "batchprocess: 2 of 2 lines failed: 1, 2\n")
-        self.assertEqual(self.queue(), [])
+        self.wait(lambda: not self.queue())
 
     def test_tasks_that_wait_are_told(self):
         self.prefer(slurm_pause=0.5, slurm_options="--hold")
