@@ -1,5 +1,6 @@
 #include "iteratorparts.h"
 
+#include <algorithm>
 #include <string>
 
 #include "kcommon/kerr.h"
@@ -62,6 +63,23 @@ std::vector<MethodInput> ReadMethodInputs(Operator& method, unsigned count) {
   return inputs;
 }
 
+namespace {
+
+/// A list or dictionary that holds a password isn't written as a whole.
+bool HoldsPassword(const DataPtr& value) {
+  if (boost::dynamic_pointer_cast<Tamrin::TesseraBasic::PasswordData>(value)) return true;
+  if (const auto list = boost::dynamic_pointer_cast<DataListData>(value); list && !list->HasNoValue()) {
+    const DataList& items = list->GetDataValue();
+    return std::any_of(items.begin(), items.end(), HoldsPassword);
+  }
+  const auto dictionary = boost::dynamic_pointer_cast<DictionaryData>(value);
+  if (!dictionary || dictionary->HasNoValue()) return false;
+  const auto& items = dictionary->GetDataValue().GetItems();
+  return std::any_of(items.begin(), items.end(), [](const auto& item) { return HoldsPassword(item.second); });
+}
+
+}  // namespace
+
 std::vector<WithheldValue> FindWithheldValues(const Operator& owner) {
   std::vector<WithheldValue> values;
   const auto* const model = dynamic_cast<const Model*>(&owner);
@@ -69,7 +87,7 @@ std::vector<WithheldValue> FindWithheldValues(const Operator& owner) {
   const auto operators = model->GetAllOperators(true);
   for (std::size_t place = 0; place < operators.size(); ++place) {
     for (const PortPtr& port : operators[place]->GetPorts()) {
-      if (!port->IsOutput() && boost::dynamic_pointer_cast<Tamrin::TesseraBasic::PasswordData>(port->GetOwnData()))
+      if (!port->IsOutput() && HoldsPassword(port->GetOwnData()))
         values.push_back({place, operators[place], port});
     }
   }

@@ -73,7 +73,7 @@ inline const DataPtr& ItemOf(const DataList& items, std::size_t index) {
   return index < items.size() ? items[index] : items.front();
 }
 
-/// A value inside of a model that the model's text never holds: a password.
+/// A value inside of a model that the model's text never holds: a password, or a list or dictionary with one.
 struct WithheldValue {
   std::size_t place;  ///< of its operator, among all of the model
   boost::shared_ptr<Operator> op;

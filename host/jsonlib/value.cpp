@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "jsonlib/widetext.h"
-#include "kcommon/kstr.h"
 #include "valuenode.h"
 
 namespace korven::jsonlib {
@@ -89,11 +88,11 @@ Value::Node& Value::Become(Type type) {
   return *node_;
 }
 
-Value& Value::operator[](const std::wstring& key) { return Become(objectValue).Insert(kstr_ToUtf8(key)); }
+Value& Value::operator[](const std::wstring& key) { return Become(objectValue).Insert(ToUtf8(key)); }
 
 const Value& Value::operator[](const std::wstring& key) const {
   if (!isObject()) return NullValue();
-  const auto found = node_->members.find(kstr_ToUtf8(key));
+  const auto found = node_->members.find(ToUtf8(key));
   return found == node_->members.end() ? NullValue() : found->second;
 }
 
@@ -111,12 +110,12 @@ Value& Value::append(Value value) { return Become(arrayValue).elements.emplace_b
 
 std::size_t Value::size() const noexcept { return node_ ? node_->elements.size() + node_->order.size() : 0; }
 
-bool Value::isMember(const std::wstring& key) const { return isObject() && node_->members.count(kstr_ToUtf8(key)); }
+bool Value::isMember(const std::wstring& key) const { return isObject() && node_->members.count(ToUtf8(key)); }
 
 std::vector<std::wstring> Value::getMemberNames() const {
   std::vector<std::wstring> names;
   if (!isObject()) return names;
-  for (const Node::Member* member : node_->order) names.push_back(kstr_FromUtf8Lossy(member->first));
+  for (const Node::Member* member : node_->order) names.push_back(FromUtf8(member->first));
   return names;
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "datajsonparts.h"
+#include "jsonlib/widetext.h"
 #include "kcommon/kstr.h"
 #include "nesting.h"
 #include "txlib/conversion.h"
@@ -35,7 +36,7 @@ bool IsPlainKey(const std::wstring& key) {
 }
 
 bool At(JsonFault& fault, const std::string& key) {
-  const std::wstring wide = kstr_FromUtf8Lossy(key);
+  const std::wstring wide = korven::jsonlib::FromUtf8(key);
   fault.path = (IsPlainKey(wide) ? L"." + wide : L"[" + JsonValue(wide).Serialize() + L"]") + fault.path;
   return false;
 }
@@ -156,7 +157,7 @@ bool ReadBareDictionary(const JsonValue& json, DataPtr& data, JsonFault& fault) 
   for (const JsonValue::Member& member : json.GetMembers()) {
     DataPtr item;
     if (!ReadDocument(member.value, item, fault)) return At(fault, member.key);
-    dictionary.SetItem(kstr_FromUtf8Lossy(member.key), item);
+    dictionary.SetItem(korven::jsonlib::FromUtf8(member.key), item);
   }
   data = MakeData<DictionaryData>(std::move(dictionary));
   return true;
@@ -235,7 +236,7 @@ bool DictionaryToJson(const DictionaryData& dictionary, JsonValue& json) {
   for (const auto& [key, item] : dictionary.GetDataValue().GetItems()) {
     JsonValue element;
     if (!WriteItem(item, element)) return false;
-    json.Member8(kstr_ToUtf8(key)) = std::move(element);
+    json.Member8(korven::jsonlib::ToUtf8(key)) = std::move(element);
   }
   return true;
 }
@@ -252,7 +253,7 @@ bool DictionaryFromJson(const JsonValue& json, DictionaryData& dictionary, JsonF
   for (const JsonValue::Member& member : json.GetMembers()) {
     DataPtr item;
     if (!ReadItem(member.value, item, fault)) return At(fault, member.key);
-    items->SetItem(kstr_FromUtf8Lossy(member.key), item);
+    items->SetItem(korven::jsonlib::FromUtf8(member.key), item);
   }
   dictionary.SetDataPointer(items);
   return true;

@@ -25,13 +25,13 @@ Integer FromReal(double value) {
   return static_cast<Integer>(value);
 }
 
-/// The text itself, or `mended` with U+FFFD in place of what is no UTF-8.
+/// The text itself, or `mended` with U+FFFD in place of what is no UTF-8 and no byte of a file name.
 std::string_view ValidUtf8(std::string_view text, std::string& mended) {
   const auto beyondAscii = [](char c) { return static_cast<signed char>(c) < 0; };
   if (std::none_of(text.begin(), text.end(), beyondAscii)) return text;
   std::wstring wide;
   if (kstr_FromUtf8(text, wide)) return text;
-  mended = kstr_ToUtf8(kstr_FromUtf8Lossy(text));
+  mended = korven::jsonlib::ToUtf8(korven::jsonlib::FromUtf8(text));
   return mended;
 }
 
@@ -74,10 +74,10 @@ const JsonValue& JsonValue::operator[](unsigned index) const {
   return index < elements.size() ? elements[index] : kNull;
 }
 
-JsonValue& JsonValue::operator[](const std::wstring& key) { return Member8(kstr_ToUtf8(key)); }
+JsonValue& JsonValue::operator[](const std::wstring& key) { return Member8(korven::jsonlib::ToUtf8(key)); }
 
 const JsonValue& JsonValue::operator[](const std::wstring& key) const {
-  const JsonValue* found = IsObject() ? Find(kstr_ToUtf8(key)) : nullptr;
+  const JsonValue* found = IsObject() ? Find(korven::jsonlib::ToUtf8(key)) : nullptr;
   return found == nullptr ? kNull : *found;
 }
 
@@ -130,7 +130,7 @@ const JsonValue& JsonValueIterator::operator*() const {
 }
 
 std::wstring JsonValueIterator::Key() const {
-  return owner_->IsObject() ? kstr_FromUtf8Lossy(owner_->GetMembers()[index_].key) : std::wstring();
+  return owner_->IsObject() ? korven::jsonlib::FromUtf8(owner_->GetMembers()[index_].key) : std::wstring();
 }
 
 int JsonValue::AsInt() const noexcept {

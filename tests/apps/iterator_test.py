@@ -88,8 +88,17 @@ class PortsTest(ProgramTest):
         self.check("[null]", {"I": None}, [merge(Input1=9)], ports)
 
     def test_passwords_are_kept_inside_and_never_leave_the_process(self):
-        secret = {"id": "m", "operator": "VANTIX.Merge", "values": {"Input1": {"Type": "VANTIX.Password", "Value": "x"}}}
-        operators = [secret, {"id": "gone", "operator": "VANTIX.IsEmpty"}, {"id": "n", "operator": "VANTIX.Merge"}]
+        password = {"Type": "VANTIX.Password", "Value": "x"}
+        for type_name, secret in (("Password", password),
+                                  ("List", {"Type": "VANTIX.List", "Value": [None, password]}),
+                                  ("Dictionary", {"Type": "VANTIX.Dictionary", "Value": {"in": {
+                                      "Type": "VANTIX.List", "Value": [password]}}})):
+            with self.subTest(type_name):
+                self.check_secret(type_name, secret)
+
+    def check_secret(self, type_name, secret):
+        operators = [{"id": "m", "operator": "VANTIX.Merge", "values": {"Input1": secret}},
+                     {"id": "gone", "operator": "VANTIX.IsEmpty"}, {"id": "n", "operator": "VANTIX.Merge"}]
         ports = [("I", "n.Input1"), ("O", "gone.IsEmpty")]
         inner = {"id": "inner", "operator": "VANTIX.Iterator",
                  "model": {"ports": [{"name": name, "alias": alias} for name, alias in ports], "operators": operators,
@@ -99,8 +108,8 @@ class PortsTest(ProgramTest):
         self.assertEqual(plain, ["O: [false, false]\n"] * 2 + ["O: [true, true]\n"])
         self.assertEqual(nested, ["O: [[false], [false]]\n"] * 2 + ["O: [[true], [true]]\n"])
         said = self.call("run", str(self.folder / "m.tsmx"), "--log", "log").stderr
-        self.assertEqual(said, 'warning: Merge: The value on the port "Input1" of type VANTIX.Password has no form in '
-                               "JSON and can't leave its process.\n")
+        self.assertEqual(said, f'warning: Merge: The value on the port "Input1" of type VANTIX.{type_name} has no form '
+                               "in JSON and can't leave its process.\n")
 
     def test_settings_reach_every_iteration(self):
         report = {"id": "say", "operator": "VANTIX.Report",

@@ -53,6 +53,14 @@ TEST(JsonlibValue, ReadingAConstantValueChangesNothing) {
   EXPECT_EQ(value[L"b"].size(), 0U);
 }
 
+TEST(JsonlibValue, KeysHoldBytesOfFileNames) {
+  Value value;
+  value[L"k\xDC80"] = 1;
+  EXPECT_TRUE(value.isMember(L"k\xDC80"));
+  EXPECT_EQ(std::as_const(value)[L"k\xDC80"].asInt(), 1);
+  EXPECT_EQ(value.getMemberNames(), std::vector<std::wstring>{L"k\xDC80"});
+}
+
 TEST(JsonlibValue, Numbers) {
   const Value value = Parsed("[true, -3.7, 1e300, 18446744073709551615, -9223372036854775808, null, \"5\"]");
   const int want[] = {

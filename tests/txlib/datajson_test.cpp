@@ -174,6 +174,23 @@ TEST(DataJsonTest, OneItemWithoutAFormIsEnoughForNone) {
   EXPECT_FALSE(DataToTypedJson(MakeData<DictionaryData>(std::move(dictionary)), json));
 }
 
+TEST(DataJsonTest, FileNamesAreKeysWhateverTheirBytes) {
+  Dictionary dictionary;
+  dictionary.SetItem(L"a\xDCFF", MakeData<IntData>(1));
+  JsonValue json;
+  ASSERT_TRUE(DataToTypedJson(MakeData<DictionaryData>(std::move(dictionary)), json));
+  EXPECT_EQ(json[L"Value"].SerializeUtf8(), R"({"a\udcff":{"Type":"VANTIX.Int","Value":1}})");
+  DataPtr back;
+  std::wstring error;
+  ASSERT_TRUE(DataFromTypedJson(json, back, error)) << error.size();
+  EXPECT_NE(boost::dynamic_pointer_cast<DictionaryData>(back)->GetDataValue().Find(L"a\xDCFF"), nullptr);
+  // One that is wrong is told by its key.
+  ASSERT_TRUE(json.DeserializeUtf8(R"({"a\udcff": {"Type": "VANTIX.Int", "Value": "x"}})", false, nullptr));
+  std::string path;
+  EXPECT_FALSE(DataFromDocumentJson(json, back, error, path));
+  EXPECT_EQ(path, R"(["a\udcff"].Value)");
+}
+
 TEST(DataJsonTest, WrongKindsLeaveTheValue) {
   IntData number(7);
   for (const wchar_t* text :

@@ -343,6 +343,13 @@ TEST(JsonValue, TellsWhereATextIsMalformed) {
   EXPECT_EQ(value.AsString(), L"x\xDCFFy");
   EXPECT_EQ(value, JsonValue(L"x\xDCFFy"));
   EXPECT_EQ(value.SerializeUtf8(), R"("x\udcffy")");
+  JsonValue keyed(JsonValueType::Object);
+  keyed[L"k\xDCFF"] = JsonValue(1);
+  EXPECT_EQ(keyed.SerializeUtf8(), R"({"k\udcff":1})");
+  EXPECT_TRUE(value.DeserializeUtf8(R"({"k\udcff":1})", false, nullptr));
+  EXPECT_EQ(value, keyed);
+  EXPECT_EQ(std::as_const(value)[L"k\xDCFF"], JsonValue(1));
+  EXPECT_EQ(value.begin().Key(), L"k\xDCFF");
   EXPECT_TRUE(value.Deserialize(L"\"\\ud83d\\ude00\U0001F600\""));
   EXPECT_EQ(value.AsString(), L"\U0001F600\U0001F600");
 }
