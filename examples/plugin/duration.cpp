@@ -5,6 +5,7 @@
 #include "plugin/availablepluginproxy.h"
 #include "txlib/basicdata.h"
 #include "txlib/conversion.h"
+#include "txlib/jsonfault.h"
 #include "txlib/jsonvalue.h"
 
 namespace {
@@ -60,7 +61,8 @@ class DurationData : public ValueTypeDataT<Duration> {
     return true;
   }
   bool FromJSON(const JsonValue& json) override {
-    if (!json.IsNumber() || !(json.AsDouble() >= 0 && json.AsDouble() <= kMostSeconds)) return false;
+    if (!json.IsNumber() || !(json.AsDouble() >= 0 && json.AsDouble() <= kMostSeconds))
+      return RefuseJson(json, L"a number of seconds");
     SetDataPointer(boost::make_shared<Duration>(Duration{std::llround(json.AsDouble())}));
     return true;
   }

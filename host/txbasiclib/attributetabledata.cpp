@@ -1,6 +1,7 @@
 #include "collectionimpl.h"
 #include "stackjson.h"
 #include "stackparts.h"
+#include "txlib/jsonfault.h"
 #include "wrapperparts.h"
 
 namespace Tamrin::TesseraBasic {
@@ -8,6 +9,8 @@ namespace {
 
 using tessera::Data;
 using tessera::JsonValue;
+using tessera::RefusedAt;
+using tessera::RefuseJsonMember;
 namespace JsonValueType = tessera::JsonValueType;
 
 int OrderOfColumns(const AttributeTable& a, const AttributeTable& b) {
@@ -25,19 +28,29 @@ int OrderOfColumns(const AttributeTable& a, const AttributeTable& b) {
 }
 
 /// The columns have different names and one number of rows.
+bool AddColumn(const JsonValue& json, AttributeTable& table) {
+  const JsonValue* const name = json.Find("Name");
+  if (!name || !name->IsString() || table.FindColumn(name->AsString()))
+    return RefuseJsonMember(json, "Name", L"a name that no other column has");
+  KgdaBaseDataStack stack;
+  if (!TableFromJson(json, stack)) return false;
+  const auto column = MakeTable(std::move(stack));
+  const auto& columns = table.GetColumns();
+  if (!columns.empty() && columns.front().table->GetCount() != column->GetCount())
+    return tessera::RefuseJson(tessera::JsonFault{
+        L"found a column of " + std::to_wstring(column->GetCount()) + L" rows, expected " +
+            std::to_wstring(columns.front().table->GetCount()) + L" as in the first",
+        {}});
+  table.GetColumns().push_back({name->AsString(), column});
+  return true;
+}
+
 bool FromColumns(const JsonValue& json, AttributeTable& value) {
   const JsonValue* columns = json.Find("Columns");
-  if (!json.IsObject() || !columns || !columns->IsArray()) return false;
+  if (!columns || !columns->IsArray()) return RefuseJsonMember(json, "Columns", L"an array of columns");
   AttributeTable read;
-  for (const JsonValue& column : columns->GetElements()) {
-    const JsonValue* name = column.Find("Name");
-    KgdaBaseDataStack stack;
-    if (!name || !name->IsString() || !TableFromJson(column, stack)) return false;
-    if (read.FindColumn(name->AsString())) return false;
-    const auto table = MakeTable(std::move(stack));
-    if (!read.GetColumns().empty() && read.GetColumns().front().table->GetCount() != table->GetCount()) return false;
-    read.GetColumns().push_back({name->AsString(), table});
-  }
+  for (const JsonValue& column : columns->GetElements())
+    if (!AddColumn(column, read)) return RefusedAt(read.GetColumns().size()) || RefusedAt("Columns");
   value = std::move(read);
   return true;
 }

@@ -8,16 +8,11 @@ namespace {
 using tessera::Data;
 using tessera::JsonValue;
 
-bool PartFromJson(const JsonValue& json, const char* key, double& value) {
-  const JsonValue* member = json.Find(key);
-  return member && DoubleFromJson(*member, value);
-}
-
 bool ColorFromJson(const JsonValue& json, Color& color) {
   double red = 0, green = 0, blue = 0, opacity = 1;
-  if (!json.IsObject() || !PartFromJson(json, "Red", red) || !PartFromJson(json, "Green", green)) return false;
-  if (!PartFromJson(json, "Blue", blue)) return false;
-  if (json.Find("Opacity") && !PartFromJson(json, "Opacity", opacity)) return false;
+  if (!DoubleMember(json, "Red", red) || !DoubleMember(json, "Green", green) || !DoubleMember(json, "Blue", blue))
+    return false;
+  if (json.Find("Opacity") && !DoubleMember(json, "Opacity", opacity)) return false;
   color = Color(red, green, blue, opacity);
   return true;
 }

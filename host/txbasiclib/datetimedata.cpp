@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "kcommon/kstr.h"
+#include "txlib/jsonfault.h"
 #include "wrapperparts.h"
 
 namespace Tamrin::TesseraBasic {
@@ -116,7 +117,8 @@ bool DateTimeData::ToJSON(JsonValue& json) const {
 
 bool DateTimeData::FromJSON(const JsonValue& json) {
   return ReadJson(*this, json, [](const JsonValue& value, ptime& moment) {
-    return value.IsString() && FromText(value.AsString(), moment);
+    return (value.IsString() && FromText(value.AsString(), moment)) ||
+           tessera::RefuseJson(value, L"a time in ISO 8601 such as \"2026-03-01T12:30:00\"");
   });
 }
 

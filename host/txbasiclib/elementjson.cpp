@@ -8,11 +8,16 @@
 #include "kcommon/kstr.h"
 #include "numbertext.h"
 #include "stackjson.h"
+#include "txlib/jsonfault.h"
 
 namespace Tamrin::TesseraBasic {
 namespace {
 
 using Tessera::JsonValue;
+using Tessera::RefusedAt;
+using Tessera::RefuseJson;
+
+constexpr const wchar_t* kNumber = L"a number, \"NaN\", \"Infinity\" or \"-Infinity\"";
 
 struct Bounds {
   std::int64_t lowest;
@@ -42,17 +47,21 @@ JsonValue SingleToJson(float value) {
 bool SingleFromJson(const JsonValue& json, float& value) {
   double read = 0;
   if (!DoubleFromJson(json, read)) return false;
-  if (std::isfinite(read) && std::abs(read) > static_cast<double>(std::numeric_limits<float>::max())) return false;
+  if (std::isfinite(read) && std::abs(read) > static_cast<double>(std::numeric_limits<float>::max()))
+    return RefuseJson(json, L"a number of single precision");
   value = static_cast<float>(read);
   return true;
 }
 
 bool IntegerFromJson(const JsonValue& json, const Bounds& bounds, std::int64_t& value) {
-  if (!json.IsNumber()) return false;
-  const double number = json.AsDouble();
-  if (!(number >= static_cast<double>(bounds.lowest) && number <= static_cast<double>(bounds.highest))) return false;
-  value = static_cast<std::int64_t>(number);  // all bounds are exact in a double
-  return static_cast<double>(value) == number;
+  const double number = json.IsNumber() ? json.AsDouble() : std::nan("");
+  // All bounds are exact in a double.
+  if (number >= static_cast<double>(bounds.lowest) && number <= static_cast<double>(bounds.highest)) {
+    value = static_cast<std::int64_t>(number);
+    if (static_cast<double>(value) == number) return true;
+  }
+  return RefuseJson(json, L"a whole number from " + std::to_wstring(bounds.lowest) + L" to " +
+                              std::to_wstring(bounds.highest));
 }
 
 JsonValue Pair(JsonValue real, JsonValue imaginary) {
@@ -63,16 +72,18 @@ JsonValue Pair(JsonValue real, JsonValue imaginary) {
 }
 
 bool ComplexFromJson(const JsonValue& json, Kgda_BaseDataLayer& layer, std::int32_t row, std::int32_t column) {
-  if (!json.IsArray() || json.Count() != 2) return false;
+  if (!json.IsArray() || json.Count() != 2) return RefuseJson(json, L"an array of the real and the imaginary part");
   const auto& parts = json.GetElements();
   if (layer.pixelType == KgdaComplex64) {
     float real = 0, imaginary = 0;
-    if (!SingleFromJson(parts[0], real) || !SingleFromJson(parts[1], imaginary)) return false;
+    if (!SingleFromJson(parts[0], real)) return RefusedAt(std::size_t{0});
+    if (!SingleFromJson(parts[1], imaginary)) return RefusedAt(1);
     At<std::complex<float>>(layer, row, column) = {real, imaginary};
     return true;
   }
   double real = 0, imaginary = 0;
-  if (!DoubleFromJson(parts[0], real) || !DoubleFromJson(parts[1], imaginary)) return false;
+  if (!DoubleFromJson(parts[0], real)) return RefusedAt(std::size_t{0});
+  if (!DoubleFromJson(parts[1], imaginary)) return RefusedAt(1);
   At<std::complex<double>>(layer, row, column) = {real, imaginary};
   return true;
 }
@@ -82,10 +93,10 @@ bool StringFromJson(const JsonValue& json, Kgda_BaseDataLayer& layer, std::int32
     kgda_SetElementString(layer, row, column, nullptr);
     return true;
   }
-  if (!json.IsString()) return false;
+  if (!json.IsString()) return RefuseJson(json, L"a string or null");
   const std::string text(json.AsUtf8());
   // An element is a C string: what follows a zero would be lost.
-  if (text.find('\0') != std::string::npos) return false;
+  if (text.find('\0') != std::string::npos) return RefuseJson(json, L"a string without zero characters");
   kgda_SetElementString(layer, row, column, text.c_str());
   return true;
 }
@@ -103,8 +114,7 @@ bool DoubleFromJson(const JsonValue& json, double& value) {
     value = json.AsDouble();
     return true;
   }
-  if (!json.IsString()) return false;
-  const std::string_view word = json.AsUtf8();
+  const std::string_view word = json.IsString() ? json.AsUtf8() : std::string_view();
   if (word == "NaN")
     value = std::numeric_limits<double>::quiet_NaN();
   else if (word == "Infinity")
@@ -112,8 +122,14 @@ bool DoubleFromJson(const JsonValue& json, double& value) {
   else if (word == "-Infinity")
     value = -std::numeric_limits<double>::infinity();
   else
-    return false;
+    return RefuseJson(json, kNumber);
   return true;
+}
+
+bool DoubleMember(const JsonValue& json, std::string_view key, double& value) {
+  const JsonValue* const member = json.Find(key);
+  if (!member) return Tessera::RefuseJsonMember(json, key, kNumber);
+  return DoubleFromJson(*member, value) || RefusedAt(key);
 }
 
 JsonValue ElementToJson(const Kgda_BaseDataLayer& layer, std::int32_t row, std::int32_t column) {

@@ -3,6 +3,7 @@
 
 #include "kcommon/kstr.h"
 #include "stackjson.h"
+#include "txlib/jsonfault.h"
 #include "wrapperparts.h"
 
 namespace Tamrin::TesseraBasic {
@@ -52,20 +53,17 @@ JsonValue RangeToJson(const RangeClass& range) {
 }
 
 bool RangeFromJson(const JsonValue& json, RangeClass& range) {
-  const JsonValue* first = json.Find("Start");
-  const JsonValue* last = json.Find("End");
   double start = 0, end = 0;
-  if (!json.IsObject() || !first || !last) return false;
-  if (!DoubleFromJson(*first, start) || !DoubleFromJson(*last, end)) return false;
+  if (!DoubleMember(json, "Start", start) || !DoubleMember(json, "End", end)) return false;
   range = RangeClass(start, end);
   return true;
 }
 
 bool ListFromJson(const JsonValue& json, RangeVector& ranges) {
-  if (!json.IsArray()) return false;
+  if (!json.IsArray()) return tessera::RefuseJson(json, L"an array of ranges");
   for (const JsonValue& element : json.GetElements()) {
     RangeClass range;
-    if (!RangeFromJson(element, range)) return false;
+    if (!RangeFromJson(element, range)) return tessera::RefusedAt(ranges.size());
     ranges.push_back(range);
   }
   return true;

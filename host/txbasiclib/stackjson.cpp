@@ -7,12 +7,19 @@
 #include "numbertext.h"
 #include "stackparts.h"
 #include "txbasiclib/basedatastackutils.h"
+#include "txlib/jsonfault.h"
 
 namespace Tamrin::TesseraBasic {
 namespace {
 
 using Tessera::JsonValue;
+using Tessera::RefusedAt;
+using Tessera::RefuseJson;
+using Tessera::RefuseJsonMember;
 namespace JsonValueType = Tessera::JsonValueType;
+
+constexpr const wchar_t* kElements = L"an array of elements";
+constexpr const wchar_t* kLayers = L"an array of layers";
 
 JsonValue CodeToJson(Kgda_PixelType type) { return JsonValue::FromInt64(type); }
 
@@ -42,31 +49,48 @@ bool ReadBinFunction(const JsonValue& json, KgdaBaseDataStack& stack) {
   const JsonValue* member = json.Find("BinFunction");
   if (!member || member->IsNull()) return true;
   Kdsc_BinFunction function;
-  if (!BinFunctionFromJson(*member, function)) return false;
+  if (!BinFunctionFromJson(*member, function)) return RefusedAt("BinFunction");
   stack.SetBinFunction(boost::make_shared<const Kdsc_BinFunction>(std::move(function)));
   return true;
 }
 
-/// A whole number from 0 to the largest size.
-bool SizeFromJson(const JsonValue* json, std::int32_t& size) {
-  if (!json || !json->IsInteger()) return false;
-  const double value = json->AsDouble();
-  if (value < 0 || value > std::numeric_limits<std::int32_t>::max()) return false;
-  size = static_cast<std::int32_t>(value);
+/// A whole number from 0 on.
+bool WholeMember(const JsonValue& json, std::string_view key, std::int32_t most, std::int32_t& number) {
+  const JsonValue* const member = json.Find(key);
+  const double value = member && member->IsInteger() ? member->AsDouble() : -1;
+  if (value < 0 || value > most)
+    return RefuseJsonMember(json, key, L"a whole number from 0 to " + std::to_wstring(most));
+  number = static_cast<std::int32_t>(value);
   return true;
+}
+
+bool SizeMembers(const JsonValue& json, std::int32_t& rows, std::int32_t& columns) {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  return WholeMember(json, "Rows", kMost, rows) && WholeMember(json, "Columns", kMost, columns);
 }
 
 /// Appends a layer; the elements that are there bound what is made.
 bool AddLayerFromJson(const JsonValue& values, std::int32_t rows, std::int32_t columns, Kgda_PixelType type,
                       KgdaBaseDataStack& stack) {
-  if (!values.IsArray() || std::int64_t{values.Count()} != std::int64_t{rows} * columns) return false;
+  const std::int64_t count = std::int64_t{rows} * columns;
+  if (!values.IsArray()) return RefuseJson(values, kElements);
+  if (std::int64_t{values.Count()} != count) {
+    const std::wstring found = std::to_wstring(values.Count()) + (values.Count() == 1 ? L" element" : L" elements");
+    return RefuseJson(Tessera::JsonFault{L"found " + found + L", expected " + std::to_wstring(count), {}});
+  }
   Kgda_BaseDataLayer& layer = stack.AddLayer(rows, columns, type);
   if (values.Count() == 0) return true;
   auto element = values.GetElements().begin();
   for (std::int32_t row = 0; row < rows; ++row)
     for (std::int32_t column = 0; column < columns; ++column, ++element)
-      if (!ElementFromJson(*element, layer, row, column)) return false;
+      if (!ElementFromJson(*element, layer, row, column))
+        return RefusedAt(static_cast<std::size_t>(element - values.GetElements().begin()));
   return true;
+}
+
+bool RefuseTwo(const std::wstring& one, const std::wstring& other) {
+  return RefuseJson(
+      Tessera::JsonFault{L"found both \"" + one + L"\" and \"" + other + L"\", expected one of them", {}});
 }
 
 /// "Values", or "Layers" in its place.
@@ -74,38 +98,53 @@ bool ReadLayers(const JsonValue& json, std::int32_t rows, std::int32_t columns, 
                 KgdaBaseDataStack& stack) {
   const JsonValue* values = json.Find("Values");
   const JsonValue* layers = json.Find("Layers");
-  if (values && layers) return false;
-  if (values) return AddLayerFromJson(*values, rows, columns, type, stack);
-  if (!layers || !layers->IsArray() || layers->Count() == 0) return false;
-  for (const JsonValue& layer : layers->GetElements())
-    if (!AddLayerFromJson(layer, rows, columns, type, stack)) return false;
+  if (values && layers) return RefuseTwo(L"Values", L"Layers");
+  if (values) return AddLayerFromJson(*values, rows, columns, type, stack) || RefusedAt("Values");
+  if (!layers) return RefuseJsonMember(json, "Values", kElements);
+  if (!layers->IsArray() || layers->Count() == 0) return RefuseJsonMember(json, "Layers", kLayers);
+  std::size_t place = 0;
+  for (const JsonValue& layer : layers->GetElements()) {
+    if (!AddLayerFromJson(layer, rows, columns, type, stack)) return RefusedAt(place) || RefusedAt("Layers");
+    ++place;
+  }
   return true;
 }
 
 bool ReadType(const JsonValue& json, Kgda_PixelType& type) {
   const JsonValue* member = json.Find("NumberType");
-  return member && ElementTypeFromJson(*member, type);
+  return (member && ElementTypeFromJson(*member, type)) ||
+         RefuseJsonMember(json, "NumberType", L"the name or code of a number type such as \"Float64\"");
 }
 
-/// Number of elements of "Values" or of the first of "Layers"; -1 where there is no such array.
+/// Number of elements of "Values" or of the first of "Layers"; 0 where there is no such array, which ReadLayers tells.
 std::int64_t CountOfElements(const JsonValue& json) {
   const JsonValue* values = json.Find("Values");
   if (!values) {
     const JsonValue* layers = json.Find("Layers");
-    if (!layers || !layers->IsArray() || layers->Count() == 0) return -1;
+    if (!layers || !layers->IsArray() || layers->Count() == 0) return 0;
     values = &layers->GetElements().front();
   }
-  return values->IsArray() ? std::int64_t{values->Count()} : -1;
+  return values->IsArray() ? std::int64_t{values->Count()} : 0;
+}
+
+/// A layer that tells its own type and size.
+bool AddSizedLayer(const JsonValue& json, KgdaBaseDataStack& stack) {
+  std::int32_t rows = 0, columns = 0;
+  Kgda_PixelType type = KgdaUInt8;
+  if (!ReadType(json, type) || !SizeMembers(json, rows, columns)) return false;
+  const JsonValue* const values = json.Find("Values");
+  if (!values) return RefuseJsonMember(json, "Values", kElements);
+  return AddLayerFromJson(*values, rows, columns, type, stack) || RefusedAt("Values");
 }
 
 bool ReadColors(const JsonValue& colors, KgdaBaseDataStack& stack) {
   if (!colors.IsArray() || colors.Count() > static_cast<unsigned>(std::numeric_limits<std::int32_t>::max()))
-    return false;
+    return RefuseJson(colors, L"an array of colors");
   for (int i = 0; i < 3; ++i) stack.AddLayer(static_cast<std::int32_t>(colors.Count()), 1, KgdaFloat64);
   std::int32_t row = 0;
   for (const JsonValue& element : colors.GetElements()) {
     Color color;
-    if (!ColorFromJsonArray(element, color)) return false;
+    if (!ColorFromJsonArray(element, color)) return RefusedAt(static_cast<std::size_t>(row));
     SetColorOfElement(stack, row++, 0, color);
   }
   return true;
@@ -121,10 +160,11 @@ JsonValue ColorToJsonArray(const Color& color) {
 }
 
 bool ColorFromJsonArray(const JsonValue& json, Color& color) {
-  if (!json.IsArray() || json.Count() < 3 || json.Count() > 4) return false;
+  if (!json.IsArray() || json.Count() < 3 || json.Count() > 4)
+    return RefuseJson(json, L"an array of three or four numbers: red, green, blue and opacity");
   double parts[4] = {0, 0, 0, 1};
   for (unsigned i = 0; i < json.Count(); ++i)
-    if (!DoubleFromJson(json.GetElements()[i], parts[i])) return false;
+    if (!DoubleFromJson(json.GetElements()[i], parts[i])) return RefusedAt(i);
   color = Color(parts[0], parts[1], parts[2], parts[3]);
   return true;
 }
@@ -157,14 +197,15 @@ JsonValue TableToJson(const KgdaBaseDataStack& stack) {
 }
 
 bool TableFromJson(const JsonValue& json, KgdaBaseDataStack& stack) {
-  if (!json.IsObject()) return false;
+  if (!json.IsObject()) return RefuseJson(json, L"an object with \"NumberType\" and \"Values\"");
   KgdaBaseDataStack read(KgdaBaseDataStack::KindTable);
   if (const JsonValue* colors = json.Find("Colors")) {
-    if (json.Find("Values") || json.Find("Layers") || !ReadColors(*colors, read)) return false;
+    if (json.Find("Values") || json.Find("Layers")) return RefuseTwo(L"Colors", L"Values");
+    if (!ReadColors(*colors, read)) return RefusedAt("Colors");
   } else {
     Kgda_PixelType type = KgdaUInt8;
     const std::int64_t rows = CountOfElements(json);
-    if (!ReadType(json, type) || rows < 0 || rows > std::numeric_limits<std::int32_t>::max()) return false;
+    if (!ReadType(json, type) || rows > std::numeric_limits<std::int32_t>::max()) return false;
     if (!ReadLayers(json, static_cast<std::int32_t>(rows), 1, type, read)) return false;
   }
   if (!ReadBinFunction(json, read)) return false;
@@ -185,8 +226,9 @@ JsonValue MatrixToJson(const KgdaBaseDataStack& stack) {
 bool MatrixFromJson(const JsonValue& json, KgdaBaseDataStack& stack) {
   std::int32_t rows = 0, columns = 0;
   Kgda_PixelType type = KgdaUInt8;
-  if (!json.IsObject() || !ReadType(json, type)) return false;
-  if (!SizeFromJson(json.Find("Rows"), rows) || !SizeFromJson(json.Find("Columns"), columns)) return false;
+  if (!json.IsObject())
+    return RefuseJson(json, L"an object with \"NumberType\", \"Rows\", \"Columns\" and \"Values\"");
+  if (!ReadType(json, type) || !SizeMembers(json, rows, columns)) return false;
   KgdaBaseDataStack read(KgdaBaseDataStack::KindMatrix);
   if (!ReadLayers(json, rows, columns, type, read)) return false;
   stack = std::move(read);
@@ -208,19 +250,24 @@ JsonValue ScalarToJson(const KgdaBaseDataStack& stack) {
 }
 
 bool ScalarFromJson(const JsonValue& json, KgdaBaseDataStack& stack) {
-  if (!json.IsObject()) return false;
+  if (!json.IsObject()) return RefuseJson(json, L"an object with \"NumberType\" and \"Value\", or with \"Color\"");
   KgdaBaseDataStack read(KgdaBaseDataStack::KindScalar);
   if (const JsonValue* member = json.Find("Color")) {
     Color color;
-    if (json.Find("Value") || !ColorFromJsonArray(*member, color)) return false;
+    if (json.Find("Value")) return RefuseTwo(L"Color", L"Value");
+    if (!ColorFromJsonArray(*member, color)) return RefusedAt("Color");
     for (int i = 0; i < 3; ++i) read.AddLayer(1, 1, KgdaFloat64);
     SetColorOfElement(read, 0, 0, color);
   } else {
     Kgda_PixelType type = KgdaUInt8;
     if (!ReadType(json, type)) return false;
-    const JsonValue* value = json.Find("Value");
-    if (value ? !ElementFromJson(*value, read.AddLayer(1, 1, type), 0, 0) : !ReadLayers(json, 1, 1, type, read))
+    if (const JsonValue* value = json.Find("Value")) {
+      if (!ElementFromJson(*value, read.AddLayer(1, 1, type), 0, 0)) return RefusedAt("Value");
+    } else if (!json.Find("Values") && !json.Find("Layers")) {
+      return RefuseJsonMember(json, "Value", L"the element");
+    } else if (!ReadLayers(json, 1, 1, type, read)) {
       return false;
+    }
   }
   stack = std::move(read);
   return true;
@@ -247,16 +294,13 @@ JsonValue StackToJson(const KgdaBaseDataStack& stack) {
 bool StackFromJson(const JsonValue& json, KgdaBaseDataStack& stack) {
   std::int32_t kind = 0;
   const JsonValue* layers = json.Find("Layers");
-  if (!json.IsObject() || !SizeFromJson(json.Find("Kind"), kind) || kind > KgdaBaseDataStack::KindMatrix) return false;
-  if (!layers || !layers->IsArray()) return false;
+  if (!WholeMember(json, "Kind", KgdaBaseDataStack::KindMatrix, kind)) return false;
+  if (!layers || !layers->IsArray()) return RefuseJsonMember(json, "Layers", kLayers);
   KgdaBaseDataStack read(static_cast<KgdaBaseDataStack::Kind>(kind));
+  std::size_t place = 0;
   for (const JsonValue& layer : layers->GetElements()) {
-    std::int32_t rows = 0, columns = 0;
-    Kgda_PixelType type = KgdaUInt8;
-    const JsonValue* values = layer.Find("Values");
-    if (!layer.IsObject() || !values || !ReadType(layer, type)) return false;
-    if (!SizeFromJson(layer.Find("Rows"), rows) || !SizeFromJson(layer.Find("Columns"), columns)) return false;
-    if (!AddLayerFromJson(*values, rows, columns, type, read)) return false;
+    if (!AddSizedLayer(layer, read)) return RefusedAt(place) || RefusedAt("Layers");
+    ++place;
   }
   if (!ReadBinFunction(json, read)) return false;
   stack = std::move(read);

@@ -1,5 +1,6 @@
 #include "kcommon/kgda.h"
 #include "txbasiclib/basedatastackutils.h"
+#include "txlib/jsonfault.h"
 #include "wrapperparts.h"
 
 namespace Tamrin::TesseraBasic {
@@ -24,7 +25,7 @@ bool CodeFromText(const std::wstring& text, NumberTypeCode& value) {
 }
 
 template <typename Code>
-bool CodeFromJson(const JsonValue& json, Code& value) {
+bool TryCodeFromJson(const JsonValue& json, Code& value) {
   if (json.IsString()) return CodeFromText(json.AsString(), value);
   if (!json.IsInteger() || json.AsDouble() < 0 || json.AsDouble() > 0xFFFFFFFFu) return false;
   const auto code = static_cast<std::uint32_t>(json.AsUint64());
@@ -33,6 +34,12 @@ bool CodeFromJson(const JsonValue& json, Code& value) {
     return true;
   }
   return CodeFromText(std::to_wstring(code), value);
+}
+
+template <typename Code>
+bool CodeFromJson(const JsonValue& json, Code& value) {
+  return TryCodeFromJson(json, value) ||
+         tessera::RefuseJson(json, L"the name or code of a number type such as \"Float64\"");
 }
 
 template <typename Wrapper>

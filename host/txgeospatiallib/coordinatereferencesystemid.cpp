@@ -5,6 +5,7 @@
 #include "referencing/authority.h"
 #include "txlib/builtin.h"
 #include "txlib/comparedata.h"
+#include "txlib/jsonfault.h"
 #include "txlib/jsonvalue.h"
 
 namespace Tamrin::TesseraGeospatial {
@@ -92,7 +93,8 @@ bool CoordinateReferenceSystemIDData::ToJSON(JsonValue& json) const {
 bool CoordinateReferenceSystemIDData::FromJSON(const JsonValue& json) {
   const JsonValue& authority = json[kAuthority];
   const JsonValue& code = json[kCode];
-  if (!json.IsObject() || !authority.IsString() || !code.IsString()) return false;
+  for (const auto& [key, member] : {std::pair("Authority", &authority), {"Code", &code}})
+    if (!member->IsString()) return Tessera::RefuseJsonMember(json, key, L"a string");
   SetDataPointer(boost::make_shared<CoordinateReferenceSystemID>(authority.AsString(), code.AsString()));
   return true;
 }

@@ -9,6 +9,7 @@
 #include "kcommon/module.h"
 #include "korvenlog/exception.h"
 #include "txlib/comparedata.h"
+#include "txlib/jsonfault.h"
 #include "txlib/jsonvalue.h"
 
 namespace Tamrin::TesseraGeospatial {
@@ -96,7 +97,8 @@ bool RasterData::ToJSON(JsonValue& json) const {
 }
 
 bool RasterData::FromJSON(const JsonValue& json) {
-  if (!json.IsNull()) return json.IsString() && FromString(json.AsString());
+  if (!json.IsNull())
+    return (json.IsString() && FromString(json.AsString())) || Tessera::RefuseJson(json, L"the name of a raster file");
   SetDataPointer(nullptr);
   return true;
 }

@@ -14,8 +14,6 @@ namespace {
 
 using DataPtr = boost::shared_ptr<Data>;
 
-constexpr std::size_t kQuotedLength = 60;
-
 bool Refuse(JsonFault& fault, std::wstring error, std::wstring path = {}) {
   fault.error = std::move(error);
   fault.path = std::move(path);
@@ -27,41 +25,6 @@ bool RefuseNesting(JsonFault& fault) {
                 L"found values nested more than " + std::to_wstring(kMaxNesting) + L" levels deep, expected less");
 }
 
-bool IsPlainKey(const std::wstring& key) {
-  for (const wchar_t c : key) {
-    const bool plain = (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'_';
-    if (!plain) return false;
-  }
-  return !key.empty();
-}
-
-bool At(JsonFault& fault, const std::string& key) {
-  const std::wstring wide = korven::jsonlib::FromUtf8(key);
-  fault.path = (IsPlainKey(wide) ? L"." + wide : L"[" + JsonValue(wide).Serialize() + L"]") + fault.path;
-  return false;
-}
-
-bool At(JsonFault& fault, std::size_t index) {
-  fault.path = L"[" + std::to_wstring(index) + L"]" + fault.path;
-  return false;
-}
-
-std::wstring Describe(const JsonValue& json) {
-  switch (json.Type()) {
-    case JsonValueType::Array:
-      return L"an array";
-    case JsonValueType::Object:
-      return L"an object";
-    case JsonValueType::String: {
-      std::wstring text = json.AsString();
-      if (text.size() > kQuotedLength) text.replace(kQuotedLength - 3, std::wstring::npos, L"...");
-      return L"the string \"" + text + L"\"";
-    }
-    default:
-      return json.Serialize();
-  }
-}
-
 std::wstring Expected(const std::wstring& type) {
   static const std::pair<const wchar_t*, const wchar_t*> kForms[] = {
       {L"VANTIX.Bool", L"true or false"},
@@ -71,6 +34,9 @@ std::wstring Expected(const std::wstring& type) {
       {L"VANTIX.String", L"a string"},
       {L"VANTIX.File", L"a string"},
       {L"VANTIX.Directory", L"a string"},
+      {L"VANTIX.Password", L"a string"},
+      {L"VANTIX.DistanceUnitType", L"a string"},
+      {L"VANTIX.VectorFeatureType", L"a string"},
       {L"VANTIX.StringList", L"an array of strings"},
       {L"VANTIX.List", L"an array of typed values and nulls"},
       {L"VANTIX.Dictionary", L"an object of typed values and nulls"}};
@@ -80,7 +46,7 @@ std::wstring Expected(const std::wstring& type) {
 }
 
 bool RefuseValue(const JsonValue& json, const std::wstring& type, JsonFault& fault) {
-  return Refuse(fault, L"found " + Describe(json) + L", expected " + Expected(type) + L" for type \"" + type + L"\"",
+  return Refuse(fault, L"found " + DescribeJson(json) + L", expected " + Expected(type) + L" for type \"" + type + L"\"",
                 L".Value");
 }
 
@@ -96,26 +62,20 @@ bool RefuseType(const std::wstring& type, JsonFault& fault) {
 }
 
 bool FillFromJson(const JsonValue& value, const std::wstring& type, Data& data, JsonFault& fault) {
-  fault = {};
-  bool read = false;
-  if (auto* list = dynamic_cast<DataListData*>(&data))
-    read = ListFromJson(value, *list, fault);
-  else if (auto* items = dynamic_cast<DictionaryData*>(&data))
-    read = DictionaryFromJson(value, *items, fault);
-  else
-    read = data.FromJSON(value);
-  if (read) return true;
-  return fault.error.empty() ? RefuseValue(value, type, fault) : At(fault, std::string("Value"));
+  JsonFaultScope told;
+  if (data.FromJSON(value)) return true;
+  fault = std::move(told.Get());
+  return fault.error.empty() ? RefuseValue(value, type, fault) : At(fault, "Value");
 }
 
 bool ReadTyped(const JsonValue& json, DataPtr& data, JsonFault& fault) {
   data.reset();
   if (!IsTypedJson(json))
-    return Refuse(fault, L"found " + Describe(json) + L", expected an object with \"Type\" and \"Value\"");
+    return Refuse(fault, L"found " + DescribeJson(json) + L", expected an object with \"Type\" and \"Value\"");
   const JsonValue& typeJson = *json.Find("Type");
   const JsonValue& value = *json.Find("Value");
   if (!typeJson.IsString())
-    return Refuse(fault, L"found " + Describe(typeJson) + L", expected the name of a data type such as \"VANTIX.Int\"",
+    return Refuse(fault, L"found " + DescribeJson(typeJson) + L", expected the name of a data type such as \"VANTIX.Int\"",
                   L".Type");
   const std::wstring type = typeJson.AsString();
   if (value.IsNull() && type == L"VANTIX.Data") return true;
@@ -124,7 +84,7 @@ bool ReadTyped(const JsonValue& json, DataPtr& data, JsonFault& fault) {
     return DataFactory::Contains(name.Namespace, name.Name) || RefuseType(type, fault);
   }
   if (type == L"VANTIX.Data")
-    return Refuse(fault, L"found " + Describe(value) + L", expected null for type \"VANTIX.Data\"", L".Value");
+    return Refuse(fault, L"found " + DescribeJson(value) + L", expected null for type \"VANTIX.Data\"", L".Value");
   const DataPtr made = DataFactory::Create(ObjectName::FromString(type));
   if (!made) return RefuseType(type, fault);
   if (!FillFromJson(value, type, *made, fault)) return false;

@@ -1,17 +1,19 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "txlib/basicdata.h"
+#include "txlib/jsonfault.h"
 #include "txlib/jsonvalue.h"
 
 namespace Tamrin::Tessera {
 
-/// Why a JSON value was refused, and where inside it. The path is put together from the inside out.
-struct JsonFault {
-  std::wstring error;
-  std::wstring path;  ///< "[2].Value"; empty for the value itself
-};
+/// What a value is, for a message: "the string \"abc\"", "an array".
+std::wstring DescribeJson(const JsonValue& json);
+/// Puts a step in front of the path; false.
+bool At(JsonFault& fault, std::string_view key);
+bool At(JsonFault& fault, std::size_t index);
 
 bool ListToJson(const DataListData& list, JsonValue& json);
 bool ListFromJson(const JsonValue& json, DataListData& list, JsonFault& fault);

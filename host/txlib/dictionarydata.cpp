@@ -30,7 +30,7 @@ bool DictionaryData::ToJSON(JsonValue& json) const { return DictionaryToJson(*th
 
 bool DictionaryData::FromJSON(const JsonValue& json) {
   JsonFault fault;
-  return DictionaryFromJson(json, *this, fault);
+  return DictionaryFromJson(json, *this, fault) || RefuseJson(std::move(fault));
 }
 
 boost::shared_ptr<Data> DictionaryData::Clone() const { return CloneContainer(*this); }

@@ -47,8 +47,6 @@ class DocumentFaults {
   bool hasRepeatedKeys_ = false;
 };
 
-/// What a value is, for a message: "the string \"abc\"", "an array".
-std::wstring DescribeJson(const JsonValue& json);
 /// UTF-8 of a document as wide text.
 std::wstring Wide(std::string_view text);
 /// "; did you mean \"NAME\"?" or empty text.

@@ -11,7 +11,6 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-constexpr std::size_t kQuotedLength = 60;
 
 bool IsPlainKey(std::string_view key) {
   return !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
@@ -241,15 +240,6 @@ DocumentException::DocumentException(std::vector<DocumentProblem> problems)
     : std::runtime_error(Joined(problems)), problems_(std::move(problems)) {}
 
 std::wstring Wide(std::string_view text) { return kstr_FromUtf8Lossy(text); }
-
-std::wstring DescribeJson(const JsonValue& json) {
-  if (json.IsArray()) return L"an array";
-  if (json.IsObject()) return L"an object";
-  if (!json.IsString()) return json.Serialize();
-  std::wstring text = json.AsString();
-  if (text.size() > kQuotedLength) text.replace(kQuotedLength - 3, std::wstring::npos, L"...");
-  return L"the string \"" + text + L"\"";
-}
 
 std::wstring DidYouMean(const std::wstring& name, const std::vector<std::wstring>& known) {
   const std::wstring nearest = kstr_NearestName(name, known);

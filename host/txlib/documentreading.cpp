@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "datajsonparts.h"
 #include "documentreader.h"
 #include "kcommon/kerr.h"
 #include "korvenlog/exception.h"

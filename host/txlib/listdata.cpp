@@ -60,7 +60,7 @@ bool StringListData::FromJSON(const JsonValue& json) {
   const auto texts = boost::make_shared<std::vector<std::wstring>>();
   texts->reserve(json.Count());
   for (const JsonValue& element : json.GetElements()) {
-    if (!element.IsString()) return false;
+    if (!element.IsString()) return RefuseJson(element, L"a string") || RefusedAt(texts->size());
     texts->push_back(element.AsString());
   }
   SetDataPointer(texts);
@@ -127,7 +127,7 @@ bool DataListData::ToJSON(JsonValue& json) const { return ListToJson(*this, json
 
 bool DataListData::FromJSON(const JsonValue& json) {
   JsonFault fault;
-  return ListFromJson(json, *this, fault);
+  return ListFromJson(json, *this, fault) || RefuseJson(std::move(fault));
 }
 
 boost::shared_ptr<Data> DataListData::Clone() const { return CloneContainer(*this); }

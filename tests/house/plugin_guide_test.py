@@ -53,7 +53,9 @@ class PluginGuideTest(unittest.TestCase):
             run = self.run_convert(value, "Example.Duration")
             self.assertTrue(run.stderr.endswith("Could not convert VANTIX.Double to Example.Duration.\n"), run.stderr)
         # A value that is none stops the model before it runs.
-        self.assertEqual(self.run_convert({"Type": "Example.Duration", "Value": -5}, "Double").returncode, 2)
+        wrong = self.run_convert({"Type": "Example.Duration", "Value": -5}, "Double")
+        self.assertEqual(wrong.returncode, 2)
+        self.assertIn(": found -5, expected a number of seconds\n", wrong.stderr)
 
     def run_convert(self, value, target):
         return self.run_model({"ports": [{"name": "Out", "alias": "convert.Output"}],
