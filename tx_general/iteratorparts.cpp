@@ -87,8 +87,7 @@ std::vector<WithheldValue> FindWithheldValues(const Operator& owner) {
   const auto operators = model->GetAllOperators(true);
   for (std::size_t place = 0; place < operators.size(); ++place) {
     for (const PortPtr& port : operators[place]->GetPorts()) {
-      if (!port->IsOutput() && HoldsPassword(port->GetOwnData()))
-        values.push_back({place, operators[place], port});
+      if (!port->IsOutput() && HoldsPassword(port->GetOwnData())) values.push_back({place, operators[place], port});
     }
   }
   return values;

@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
+#include <limits>
 
 #include "common/programfacts.h"
 #include "kcommon/kstr.h"
@@ -18,6 +20,15 @@ CLI::Validator Suggested(const char* values) {
   return CLI::Validator([](std::string&) { return std::string(); }, values);
 }
 
+/// Empty for a whole number that fits.
+std::string WhyNoCount(const std::string& word) {
+  unsigned count = 0;
+  const auto read = std::from_chars(word.data(), word.data() + word.size(), count);
+  if (read.ec == std::errc() && read.ptr == word.data() + word.size()) return {};
+  return "found \"" + word + "\", expected a whole number from 0 to " +
+         std::to_string(std::numeric_limits<unsigned>::max());
+}
+
 void AddRun(CLI::App& app, Arguments& a) {
   CLI::App* run = app.add_subcommand("run", "Run a model");
   run->add_option("MODEL", a.model, kModelHelp);
@@ -28,7 +39,9 @@ void AddRun(CLI::App& app, Arguments& a) {
   run->add_option("--inputs", a.inputs, "JSON file of inputs")->type_name("FILE");
   run->add_option("--outputs", a.outputs, "Write the outputs as JSON")->type_name("FILE");
   run->add_flag("--json", a.json, "Print the outputs as JSON");
-  run->add_option("--threads", a.threads, "Number of threads; 0 runs everything serially")->type_name("N");
+  run->add_option("--threads", a.threads, "Number of threads; 0 runs everything serially")
+      ->type_name("N")
+      ->check(&WhyNoCount);
   run->add_option("--preferences", a.preferences, "JSON file of preferences")->type_name("FILE");
   run->add_option("--pref", a.prefs, "Set a preference for this run")
       ->type_name("CATEGORY/NAME=VALUE")

@@ -37,10 +37,10 @@ bool AddColumn(const JsonValue& json, AttributeTable& table) {
   const auto column = MakeTable(std::move(stack));
   const auto& columns = table.GetColumns();
   if (!columns.empty() && columns.front().table->GetCount() != column->GetCount())
-    return tessera::RefuseJson(tessera::JsonFault{
-        L"found a column of " + std::to_wstring(column->GetCount()) + L" rows, expected " +
-            std::to_wstring(columns.front().table->GetCount()) + L" as in the first",
-        {}});
+    return tessera::RefuseJson(
+        tessera::JsonFault{L"found a column of " + std::to_wstring(column->GetCount()) + L" rows, expected " +
+                               std::to_wstring(columns.front().table->GetCount()) + L" as in the first",
+                           {}});
   table.GetColumns().push_back({name->AsString(), column});
   return true;
 }

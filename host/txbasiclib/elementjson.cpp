@@ -60,8 +60,8 @@ bool IntegerFromJson(const JsonValue& json, const Bounds& bounds, std::int64_t& 
     value = static_cast<std::int64_t>(number);
     if (static_cast<double>(value) == number) return true;
   }
-  return RefuseJson(json, L"a whole number from " + std::to_wstring(bounds.lowest) + L" to " +
-                              std::to_wstring(bounds.highest));
+  return RefuseJson(
+      json, L"a whole number from " + std::to_wstring(bounds.lowest) + L" to " + std::to_wstring(bounds.highest));
 }
 
 JsonValue Pair(JsonValue real, JsonValue imaginary) {

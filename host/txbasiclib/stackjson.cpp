@@ -226,8 +226,7 @@ JsonValue MatrixToJson(const KgdaBaseDataStack& stack) {
 bool MatrixFromJson(const JsonValue& json, KgdaBaseDataStack& stack) {
   std::int32_t rows = 0, columns = 0;
   Kgda_PixelType type = KgdaUInt8;
-  if (!json.IsObject())
-    return RefuseJson(json, L"an object with \"NumberType\", \"Rows\", \"Columns\" and \"Values\"");
+  if (!json.IsObject()) return RefuseJson(json, L"an object with \"NumberType\", \"Rows\", \"Columns\" and \"Values\"");
   if (!ReadType(json, type) || !SizeMembers(json, rows, columns)) return false;
   KgdaBaseDataStack read(KgdaBaseDataStack::KindMatrix);
   if (!ReadLayers(json, rows, columns, type, read)) return false;

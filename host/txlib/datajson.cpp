@@ -46,7 +46,8 @@ std::wstring Expected(const std::wstring& type) {
 }
 
 bool RefuseValue(const JsonValue& json, const std::wstring& type, JsonFault& fault) {
-  return Refuse(fault, L"found " + DescribeJson(json) + L", expected " + Expected(type) + L" for type \"" + type + L"\"",
+  return Refuse(fault,
+                L"found " + DescribeJson(json) + L", expected " + Expected(type) + L" for type \"" + type + L"\"",
                 L".Value");
 }
 
@@ -75,7 +76,8 @@ bool ReadTyped(const JsonValue& json, DataPtr& data, JsonFault& fault) {
   const JsonValue& typeJson = *json.Find("Type");
   const JsonValue& value = *json.Find("Value");
   if (!typeJson.IsString())
-    return Refuse(fault, L"found " + DescribeJson(typeJson) + L", expected the name of a data type such as \"VANTIX.Int\"",
+    return Refuse(fault,
+                  L"found " + DescribeJson(typeJson) + L", expected the name of a data type such as \"VANTIX.Int\"",
                   L".Type");
   const std::wstring type = typeJson.AsString();
   if (value.IsNull() && type == L"VANTIX.Data") return true;

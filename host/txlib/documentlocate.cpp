@@ -11,7 +11,6 @@ namespace Tamrin::Tessera {
 
 namespace {
 
-
 bool IsPlainKey(std::string_view key) {
   return !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-';

@@ -112,6 +112,8 @@ class RunTest(ProgramTest):
             self.assertEqual(self.call(*words).returncode, 2, words)
         for words, text in ((["descripe", "VANTIX.Report"], 'there is no command "descripe"; did you mean "describe"?'),
                             (["--quiet", "xyzzy"], 'there is no command "xyzzy"'),
+                            *((["run", "m", "--threads", word], f'--threads: found "{word}", expected a whole number '
+                               "from 0 to 4294967295") for word in ("x", "", "-1", "1.5", "4294967296")),
                             ([], "A subcommand is required")):
             done = self.call(*words)
             self.assertEqual((done.returncode, done.stderr), (2, f"error: {text} (see tessera --help)\n"))
