@@ -3,6 +3,7 @@
 
 #include "kcommon/kstr.h"
 #include "program.h"
+#include "txlib/datajson.h"
 #include "txlib/factories.h"
 
 namespace TesseraProgram {
@@ -105,6 +106,21 @@ JsonValue ProblemsToJson(const std::string& name, const std::vector<DocumentProb
   return json;
 }
 
+/// A value without a form in JSON, such as a password, is in no document.
+void WarnOfUnwritten(const std::wstring& file, const Operator& op) {
+  for (const auto& port : op.GetPorts()) {
+    const auto data = port->IsOutput() ? nullptr : port->GetOwnData();
+    JsonValue json;
+    if (!data || DataToTypedJson(data, json)) continue;
+    PrintError(L"warning: " + file + L": " + op.GetDisplayName() + L": the value on the port \"" +
+               port->GetDisplayName() + L"\" of type " + data->GetDataTypeName().ToString() +
+               L" is not written: it has no form in JSON");
+  }
+  const auto* const model = dynamic_cast<const Model*>(&op);
+  if (!model || !model->AllowsReflection() || !model->IsOpenable()) return;
+  for (const auto& inner : model->GetOperators()) WarnOfUnwritten(file, *inner);
+}
+
 }  // namespace
 
 int Check(const Arguments& arguments) {
@@ -139,6 +155,7 @@ int Save(const Arguments& arguments) {
   } catch (const std::exception&) {
     throw Refusal(WideWord(arguments.output) + L": " + CurrentExceptionText());
   }
+  WarnOfUnwritten(WideWord(arguments.output), *model);
   return kDone;
 }
 

@@ -118,6 +118,21 @@ class RunTest(ProgramTest):
             done = self.call(*words)
             self.assertEqual((done.returncode, done.stderr), (2, f"error: {text} (see tessera --help)\n"))
 
+    def test_saving_tells_what_documents_do_not_hold(self):
+        secret = {"Type": "VANTIX.Password", "Value": "secret"}
+        inner = {"operators": [{"id": "n", "operator": "VANTIX.Merge", "displayName": "Inside",
+                                "values": {"Input1": {"Type": "VANTIX.List", "Value": [secret]}}}]}
+        model = self.write("m.tsmx", {"ports": [{"name": "Key", "alias": "m.Input1", "value": secret}], "operators": [
+            {"id": "m", "operator": "VANTIX.Merge", "values": {"Input1": 5}},
+            {"id": "each", "operator": "VANTIX.Iterator", "model": inner}]})
+        for output in ("out.tsmx", "out.tsmc"):
+            done = self.call("save", model, output)
+            self.assertEqual((done.returncode, done.stderr.splitlines()), (0, [
+                f'warning: {output}: {name}: the value on the port "{port}" of type VANTIX.{kind} is not written: it has '
+                "no form in JSON" for name, port, kind in (("Model", "Key", "Password"), ("Inside", "Input1", "List"))]))
+            self.assertNotIn("secret", (self.folder / output).read_text())
+            self.assertEqual(self.call("save", output, "again" + output[3:]).stderr, "")
+
     def test_messages_and_log_files_are_made_even_where_nothing_was_said(self):
         self.call("run", self.write("m.tsmx", TEXT), "--messages", "said", "--log", "log")
         self.assertEqual((self.folder / "said").read_text(), "")
