@@ -16,7 +16,7 @@ namespace {
 
 /// As the reader wants one, which doesn't ask whether it got its memory.
 struct ThrowingAllocator {
-  static const bool kNeedFree = true;
+  [[maybe_unused]] static constexpr bool kNeedFree = true;
   void* Malloc(std::size_t size) { return size == 0 ? nullptr : Got(std::malloc(size)); }
   void* Realloc(void* block, std::size_t, std::size_t size) {
     if (size != 0) return Got(std::realloc(block, size));
