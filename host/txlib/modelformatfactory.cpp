@@ -160,10 +160,6 @@ boost::shared_ptr<Model> OpenOther(ModelFormat& format, const std::string& bytes
   return format.Open(URI::fromFile(file));
 }
 
-}  // namespace
-
-namespace {
-
 boost::shared_ptr<Model> OpenFile(const std::wstring& file, const std::wstring& format) {
   const OpeningScope scope(file);
   const std::string bytes = kfio::ReadBytes(file);
