@@ -1,7 +1,6 @@
 #include "jsonforms.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "jsonlib/textwriter.h"
 #include "kcommon/kerr.h"
@@ -45,15 +44,6 @@ std::wstring Lower(std::wstring text) {
   for (wchar_t& c : text)
     if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
   return text;
-}
-
-/// PROJ writes the numbers of a definition with 15 digits. A size that has more would be another than the one beside it
-/// once the file is read.
-double AsInDefinitions(double factor) {
-  char digits[32];
-  const auto written = std::to_chars(digits, digits + sizeof digits, factor, std::chars_format::general, 15);
-  std::from_chars(digits, written.ptr, factor);
-  return factor;
 }
 
 }  // namespace
@@ -119,7 +109,7 @@ Value UnitValue(const std::wstring& name, double factor, bool angular) {
   value[L"name"] = name;
   value[L"class"] = other ? L"other" : angular ? L"angular" : L"linear";
   const KnownUnit* const known = FindUnit(name);
-  if (!other) value[L"toSI"] = known && SameSize(factor, known->factor) ? known->factor : AsInDefinitions(factor);
+  if (!other) value[L"toSI"] = known && SameSize(factor, known->factor) ? known->factor : factor;
   return value;
 }
 

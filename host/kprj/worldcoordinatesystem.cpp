@@ -1,3 +1,5 @@
+#include <charconv>
+
 #include "jsonforms.h"
 #include "kcommon/kerr.h"
 #include "kcommon/kfio.h"
@@ -14,11 +16,32 @@ namespace {
 
 constexpr const wchar_t* kFormat = L"vantix-wcs";
 
-Value HorizontalUnits(const Kprj_MapProjection* projection, const std::wstring& units) {
-  const kprj::KnownUnit* const known = kprj::FindUnit(units);
+/// PROJ writes the numbers of a definition with 15 digits. A size of the projection's unit that had more would be
+/// another than the one in the projection once the file is read.
+double AsInDefinitions(double factor) {
+  char digits[32];
+  const auto written = std::to_chars(digits, digits + sizeof digits, factor, std::chars_format::general, 15);
+  std::from_chars(digits, written.ptr, factor);
+  return factor;
+}
+
+/// A unit without a size would not be read again.
+Value RequireSize(Value unit) {
+  if (!kprj::IsOther(unit[L"name"].asString()) && !(unit[L"toSI"].asDouble() > 0)) {
+    KerrException error(L"kprj\\worldcoordinatesystem", L"KorvenDatum::WorldCoordinateSystem::Format");
+    error.Throw(__LINE__,
+                kprj::UnknownUnit(unit[L"name"].asString(), KprjUnitAngular | KprjUnitLinear | KprjUnitOther));
+  }
+  return unit;
+}
+
+/// `factor` is 0 but for the unit of a file that no list has with this size.
+Value HorizontalUnits(const Kprj_MapProjection* projection, const std::wstring& units, double factor) {
   if (projection && units == projection->parameters.unitsName)
-    return kprj::UnitValue(units, projection->unit.factor, projection->angular);
-  return kprj::UnitValue(units, known ? known->factor : 0, known && known->kind == KprjUnitAngular);
+    return kprj::UnitValue(units, AsInDefinitions(projection->unit.factor), projection->angular);
+  const kprj::KnownUnit* const known = kprj::FindUnit(units);
+  return RequireSize(
+      kprj::UnitValue(units, factor > 0 || !known ? factor : known->factor, known && known->kind == KprjUnitAngular));
 }
 
 Value ElevationValue(const Kprj_ElevationInfo& elevation) {
@@ -26,7 +49,7 @@ Value ElevationValue(const Kprj_ElevationInfo& elevation) {
   value[L"datum"] = elevation.datumName;
   value[L"spheroid"] = elevation.spheroidName;
   value[L"type"] = kprj::ElevationWord(elevation.elevationType);
-  value[L"units"] = kprj::UnitValue(elevation.unitsName, kprj::UnitOfElevation(elevation).factor, false);
+  value[L"units"] = RequireSize(kprj::UnitValue(elevation.unitsName, kprj::UnitOfElevation(elevation).factor, false));
   return value;
 }
 
@@ -65,7 +88,7 @@ std::string WorldCoordinateSystem::Format() const {
   root[L"format"] = kFormat;
   root[L"version"] = 1;
   root[L"projection"] = projection_ ? kprj::ProjectionValue(projection_->parameters.definition) : Value();
-  root[L"units"] = units_.empty() ? Value() : HorizontalUnits(projection_.get(), units_);
+  root[L"units"] = units_.empty() ? Value() : HorizontalUnits(projection_.get(), units_, unitsFactor_);
   root[L"elevation"] = elevation_ ? ElevationValue(*elevation_) : Value();
   return StyledWriter().writeUtf8(root);
 }
@@ -82,7 +105,10 @@ WorldCoordinateSystem WorldCoordinateSystem::Parse(std::string_view text, const 
     if (projection) system.projection_.reset(new Kprj_MapProjection(*projection));
   }
   if (reason.empty() && !root[L"units"].isNull()) {
-    if (const auto unit = kprj::ReadUnit(root[L"units"], reason)) system.units_ = unit->name;
+    if (const auto unit = kprj::ReadUnit(root[L"units"], reason)) {
+      system.units_ = unit->name;
+      system.unitsFactor_ = unit->factor;
+    }
   }
   if (reason.empty() && !root[L"elevation"].isNull())
     system.elevation_.reset(ReadElevation(root[L"elevation"], reason));

@@ -46,13 +46,15 @@ class WorldCoordinateSystem {
   /// Raises KorvenLog::CPPException where the file is no such file.
   static WorldCoordinateSystem ReadFromWCSFile(const std::wstring& fileName);
 
-  /// The same for the text of a file; `source` is how messages call it.
+  /// The same for the text of a file; `source` is how messages call it. Writing raises for a unit whose size is not
+  /// known.
   std::string Format() const;
   static WorldCoordinateSystem Parse(std::string_view text, const std::wstring& source);
 
  private:
   kprj::ProjectionHolder projection_;
   std::wstring units_;
+  double unitsFactor_ = 0;  ///< 0 but for the unit of a file that no list has with this size
   kprj::ElevationHolder elevation_;
 };
 

@@ -138,6 +138,53 @@ TEST(Wcs, TheForm) {
   }
 }
 
+TEST(Wcs, UnitsOfTheirOwnKeepTheirSize) {
+  const std::string metre = WorldCoordinateSystem(nullptr, L"metre", nullptr).Format();
+  const std::size_t begin = metre.find("{\n    \"name\": \"metre\""), end = metre.find("}", begin);
+  ASSERT_NE(begin, std::string::npos);
+  const auto with = [&](const std::string& unit) { return metre.substr(0, begin) + unit + metre.substr(end + 1); };
+  const struct {
+    const char* name;
+    const char* size;
+    double written;
+  } rows[] = {{"pace", "0.12345678901234567", 0.12345678901234567}, {"foot", "0.5", 0.5}, {"foot", "0.3048", 0.3048}};
+  for (const auto& row : rows) {
+    const auto system = WorldCoordinateSystem::Parse(
+        with(std::string("{\"name\": \"") + row.name + "\", \"toSI\": " + row.size + "}"), L"F");
+    const Value unit = Json(system.Format())[L"units"];
+    EXPECT_EQ(kstr_ToUtf8(unit[L"name"].asString()), row.name);
+    EXPECT_EQ(unit[L"toSI"].asDouble(), row.written) << row.name;
+    EXPECT_EQ(WorldCoordinateSystem::Parse(system.Format(), L"F").Format(), system.Format());
+  }
+}
+
+TEST(Wcs, TheUnitOfTheProjectionIsAsInIt) {
+  // An axis whose unit has more digits than PROJ writes.
+  std::string text = WorldCoordinateSystem(Parts(L"32633").projection.get(), L"metre", nullptr).Format();
+  const std::string unit = "\"unit\": \"metre\"";
+  for (std::size_t at = text.find(unit); at != std::string::npos; at = text.find(unit, at + 1))
+    text.replace(at, unit.size(),
+                 R"("unit": {"type": "LinearUnit", "name": "pace", "conversion_factor": 5.304800609601219})");
+  text.replace(text.rfind("\"metre\""), 7, "\"pace\"");
+  const std::string written = WorldCoordinateSystem::Parse(text, L"F").Format();
+  EXPECT_EQ(Json(written)[L"units"][L"toSI"].asDouble(), 5.30480060960122);
+  EXPECT_EQ(WorldCoordinateSystem::Parse(written, L"F").Format(), written);
+}
+
+TEST(Wcs, UnitsWithoutASizeAreNotWritten) {
+  const ScratchFolder folder;
+  const std::wstring name = folder.Wide("x.wcs");
+  for (const bool isElevation : {false, true}) {
+    const Kprj_ElevationInfo elevation{L"EGM96 geoid", L"", L"parsec", KprjHeight, 0};
+    const std::wstring told = WordsOf([&] {
+      WorldCoordinateSystem(nullptr, isElevation ? L"metre" : L"parsec", isElevation ? &elevation : nullptr)
+          .WriteToWCSFile(name);
+    });
+    EXPECT_NE(told.find(L"\"parsec\""), std::wstring::npos) << kstr_ToUtf8(told);
+    EXPECT_FALSE(std::filesystem::exists(folder / "x.wcs"));
+  }
+}
+
 TEST(Csf, MonikersReadBack) {
   const ScratchFolder folder;
   for (const wchar_t* moniker : {L"1024=1;3072=32633", L"1024=1;3072=32633;4096=5773", L"1024=9;3071=1"}) {
