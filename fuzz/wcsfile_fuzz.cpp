@@ -9,8 +9,7 @@
 
 using KorvenDatum::WorldCoordinateSystem;
 
-/// What is read is written as a file that reads as the same, the second time at the latest: PROJ adds identifiers that
-/// it finds by the names it has written. What isn't read is told with its file.
+/// What is read is written as a file that reads as the same; what isn't read is told with its file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   std::string written;
@@ -20,7 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (failure.get_What().find(L"\"input\"") == std::wstring::npos) std::abort();
     return 0;
   }
-  written = WorldCoordinateSystem::Parse(written, L"written").Format();
   if (WorldCoordinateSystem::Parse(written, L"written").Format() != written) std::abort();
   return 0;
 }

@@ -171,6 +171,23 @@ TEST(Wcs, TheUnitOfTheProjectionIsAsInIt) {
   EXPECT_EQ(WorldCoordinateSystem::Parse(written, L"F").Format(), written);
 }
 
+TEST(Wcs, ARemarkLeavesTheDatabaseInUse) {
+  const std::string text = WorldCoordinateSystem(Parts(L"4326").projection.get(), L"degree", nullptr).Format();
+  const auto with = [](std::string all, const std::string& from, const std::string& to) {
+    const std::size_t at = all.find(from);
+    EXPECT_NE(at, std::string::npos);
+    return all.replace(at, from.size(), to);
+  };
+  const std::string scope = "\"scope\"", remark = R"("remarks": "PROJ CRS string: +proj=longlat", "scope")";
+  const auto read = WorldCoordinateSystem::Parse(with(text, scope, remark), L"F");
+  EXPECT_EQ(read.Format().find("proj\\u003d"), std::string::npos);
+  EXPECT_NE(read.Format().find("+proj=longlat"), std::string::npos);
+  // The database tells that this datum of the ensemble has another ellipsoid.
+  const std::string odd = with(text, "\"code\": 1156", "\"code\": 1157");
+  for (const std::string& each : {odd, with(odd, scope, remark)})
+    EXPECT_NE(WordsOf([&] { WorldCoordinateSystem::Parse(each, L"F"); }), L"");
+}
+
 TEST(Wcs, UnitsWithoutASizeAreNotWritten) {
   const ScratchFolder folder;
   const std::wstring name = folder.Wide("x.wcs");

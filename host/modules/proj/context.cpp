@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 
 #include "kcommon/kstr.h"
 #include "korvenlog/exception.h"
@@ -98,6 +99,14 @@ void Open(ThreadContext& own) {
   RefuseDatabase(own.words);
 }
 
+/// PROJ looks nothing up in its database for a text that has "proj=" anywhere, such as in a remark.
+std::string WithoutPhrase(std::string json) {
+  constexpr std::string_view kPhrase = "proj=", kSame = "proj\\u003d";
+  for (std::size_t at = json.find(kPhrase); at != std::string::npos; at = json.find(kPhrase, at))
+    json.replace(at, kPhrase.size(), kSame);
+  return json;
+}
+
 }  // namespace
 
 PJ_CONTEXT* Context() {
@@ -123,7 +132,7 @@ Object MakeSystem(const kprj::proj::Source& source) {
                                               0, nullptr));
   // The call takes names and other forms too: PROJJSON alone is meant.
   if (source.json.empty() || source.json.front() != '{') return nullptr;
-  Object system = WithoutTie(Object(::proj_create(context, source.json.c_str())));
+  Object system = WithoutTie(Object(::proj_create(context, WithoutPhrase(source.json).c_str())));
   if (system && !::proj_is_crs(system.get())) return nullptr;
   return system;
 }
