@@ -84,6 +84,11 @@ void ManagerOverManyLines(benchmark::State& state, const char* executor) {
   ::unsetenv("TESSERA_PREFERENCES");
 }
 BENCHMARK_CAPTURE(ManagerOverManyLines, local, "local")->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK_CAPTURE(ManagerOverManyLines, slurm, "slurm")->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK_CAPTURE(ManagerOverManyLines, slurm, "slurm")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly();
 
 }  // namespace
