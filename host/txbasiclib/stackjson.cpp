@@ -101,7 +101,8 @@ bool ReadLayers(const JsonValue& json, std::int32_t rows, std::int32_t columns, 
   if (values && layers) return RefuseTwo(L"Values", L"Layers");
   if (values) return AddLayerFromJson(*values, rows, columns, type, stack) || RefusedAt("Values");
   if (!layers) return RefuseJsonMember(json, "Values", kElements);
-  if (!layers->IsArray() || layers->Count() == 0) return RefuseJsonMember(json, "Layers", kLayers);
+  if (!layers->IsArray() || layers->Count() == 0)
+    return RefuseJsonMember(json, "Layers", L"an array of at least one layer");
   std::size_t place = 0;
   for (const JsonValue& layer : layers->GetElements()) {
     if (!AddLayerFromJson(layer, rows, columns, type, stack)) return RefusedAt(place) || RefusedAt("Layers");
